@@ -1,0 +1,55 @@
+// Reading and writing images for the host tools: linear float RGBA in memory, PNG (sRGB,
+// tone-mapped) and OpenEXR (linear half or float) on disk. Writers never leave a half-written
+// file: they write beside the target and rename.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "vyr/types.h"
+
+namespace vkimage {
+
+struct ImageError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+struct Image {
+    int width = 0;
+    int height = 0;
+    std::vector<vyr::Vec4f> pixels;  // linear RGBA, rows top to bottom
+
+    Image() = default;
+    Image(int w, int h, vyr::Vec4f fill = {0.0f, 0.0f, 0.0f, 1.0f})
+        : width(w), height(h), pixels(static_cast<std::size_t>(w) * h, fill) {}
+    vyr::Vec4f& at(int x, int y) { return pixels[static_cast<std::size_t>(y) * width + x]; }
+    const vyr::Vec4f& at(int x, int y) const {
+        return pixels[static_cast<std::size_t>(y) * width + x];
+    }
+};
+
+enum class ToneMap {
+    Clamp,   // linear values clamped to [0, 1], then sRGB encoded
+    Filmic,  // exposure-scaled, then a smooth shoulder (x / (1 + x) on luminance), sRGB encoded
+};
+
+// Linear [0, 1] to the sRGB-encoded 8-bit value.
+unsigned char linearToSrgb8(float linear);
+float srgb8ToLinear(unsigned char encoded);
+
+// Writes by extension: .png (tone-mapped, 8-bit sRGB) or .exr (linear float).
+void writeImage(const std::string& path, const Image& image, ToneMap toneMap = ToneMap::Clamp,
+                float exposure = 1.0f);
+void writePng(const std::string& path, const Image& image, ToneMap toneMap = ToneMap::Clamp,
+              float exposure = 1.0f);
+void writeExr(const std::string& path, const Image& image);
+
+// Reads PNG, JPEG (sRGB, converted to linear) or EXR (linear). Throws ImageError naming the
+// file and the problem.
+Image readImage(const std::string& path);
+
+// Whether the path ends in .png or .exr (case-insensitive).
+bool hasExtension(const std::string& path, const char* extension);
+
+}  // namespace vkimage
