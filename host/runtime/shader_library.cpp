@@ -1,5 +1,7 @@
 #include "shader_library.h"
 
+#include "allocation_probe.h"
+
 #include <dlfcn.h>
 #include <elf.h>
 
@@ -120,7 +122,9 @@ int ShaderLibrary::apiVersion(const std::string& name) const {
     return version();
 }
 
-ShaderPtr ShaderLibrary::create(const std::string& name) const {
+ShaderPtr ShaderLibrary::create(const std::string& name) const { return create(name, nullptr); }
+
+ShaderPtr ShaderLibrary::create(const std::string& name, std::size_t* objectSize) const {
     using CreateFn = vyr::IShaderBase* (*)();
     const auto factory = reinterpret_cast<CreateFn>(symbol(withSuffix(name, kCreateSuffix)));
     if (factory == nullptr) {
@@ -132,7 +136,11 @@ ShaderPtr ShaderLibrary::create(const std::string& name) const {
                         std::to_string(version) + ", this host speaks " +
                         std::to_string(vyr::kShaderApiVersion));
     }
+    resetNothrowProbe();
     ShaderPtr shader(factory());
+    if (objectSize != nullptr) {
+        *objectSize = lastNothrowAllocation();
+    }
     if (!shader) {
         throw LoadError(path_ + ": " + name + "_create returned null (out of memory)");
     }

@@ -55,6 +55,9 @@ public:
     // than 2707, or a factory that returns null.
     ShaderPtr create(const std::string& name) const;
 
+    // Creates a shader and reports the size its factory allocated for the object.
+    ShaderPtr create(const std::string& name, std::size_t* objectSize) const;
+
     // A symbol of the library, or null.
     void* symbol(const std::string& name) const;
 

@@ -1,0 +1,35 @@
+// The host learns a shader object's size from the library itself: every _create allocates its
+// object with the global non-throwing operator new, which this host replaces with a version that
+// notes the size requested on the calling thread and then allocates as usual.
+#include <cstddef>
+#include <new>
+
+#include "allocation_probe.h"
+
+namespace {
+thread_local std::size_t lastNothrowRequest = 0;
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    lastNothrowRequest = size;
+    try {
+        return ::operator new(size);
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    try {
+        return ::operator new[](size);
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+namespace vkhost {
+
+void resetNothrowProbe() { lastNothrowRequest = 0; }
+std::size_t lastNothrowAllocation() { return lastNothrowRequest; }
+
+}  // namespace vkhost
