@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "parameters.h"
+#include "scripted_context.h"
 #include "shader_library.h"
 
 namespace {
@@ -52,6 +53,22 @@ TEST(ParameterBlock, FormatsEveryKindOfValue) {
     EXPECT_EQ(vkhost::formatValue(std::int32_t{-3}), "-3");
     EXPECT_EQ(vkhost::formatValue(vyr::Vec2f{1.5f, 2.0f}), "1.5 2");
     EXPECT_EQ(vkhost::formatValue(vyr::TextureHandle{}), "none");
+}
+
+}  // namespace
+
+namespace {
+
+// A shader that calls a reserved slot has broken the binary contract: the host stops at once
+// and names the slot.
+TEST(ReservedSlotsDeathTest, StopTheProcessNamingTheSlot) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    vkhost::ScriptedContext context;
+    vyr::ShadingContext& asHost = context;
+    EXPECT_DEATH(asHost.reserved3(), "reserved ShadingContext slot 3");
+    vkhost::RecordingRegistry registry;
+    vyr::ParameterRegistry& registryAsHost = registry;
+    EXPECT_DEATH(registryAsHost.reserved14(), "reserved ParameterRegistry slot 14");
 }
 
 }  // namespace
