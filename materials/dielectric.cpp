@@ -299,14 +299,21 @@ private:
         return c.x * params.roughAmount;
     }
 
-    // G1(V) G1(L) D(h) / (4 |cosV cosL|); G1 gated by (h.x)(n.x), D by h.n.
+    // G1(V) G1(L) D(h) / (4 |cosV cosL|); G1 gated by (h.x)(n.x), D by h.n. As in the
+    // Glazing, a factor that is 0 ends the term at 0, so a light in the tangent plane gives 0
+    // rather than 0/0.
     static float reflectedValue(vexakelo::Vec3f V, vexakelo::Vec3f L, vexakelo::Vec3f h,
                                 vexakelo::Vec3f n, float cosV, float cosL, float alpha2) {
         using namespace vexakelo;
-        const float G = shadowingG1(cosV, dot(h, V) * cosV, alpha2) *
-                        shadowingG1(cosL, dot(h, L) * cosL, alpha2);
-        const float D = microfacetD(dot(h, n), alpha2);
-        return G * D / (4.0f * std::fabs(cosV * cosL));
+        float f = shadowingG1(cosV, dot(h, V) * cosV, alpha2) *
+                  shadowingG1(cosL, dot(h, L) * cosL, alpha2);
+        if (f > 0.0f) {
+            f = f * microfacetD(dot(h, n), alpha2);
+        }
+        if (f > 0.0f) {
+            f = f / (4.0f * std::fabs(cosV * cosL));
+        }
+        return f;
     }
 
     // The rough-dielectric transmission form:
@@ -317,11 +324,15 @@ private:
         using namespace vexakelo;
         const float hV = dot(h, V);
         const float hL = dot(h, L);
-        const float G = shadowingG1(cosV, hV * cosV, alpha2) * shadowingG1(cosL, hL * cosL, alpha2);
-        const float D = microfacetD(dot(h, n), alpha2);
-        const float denom = nI * hV + nT * hL;
-        return G * D * std::fabs(hV * hL) * (nT * nT) /
-               (std::fabs(cosV * cosL) * (denom * denom));
+        float f = shadowingG1(cosV, hV * cosV, alpha2) * shadowingG1(cosL, hL * cosL, alpha2);
+        if (f > 0.0f) {
+            f = f * microfacetD(dot(h, n), alpha2);
+        }
+        if (f > 0.0f) {
+            const float denom = nI * hV + nT * hL;
+            f = f * std::fabs(hV * hL) * (nT * nT) / (std::fabs(cosV * cosL) * (denom * denom));
+        }
+        return f;
     }
 
     void body(ShadingContext* context, const vexakelo::MaterialFrame& f,
@@ -359,9 +370,12 @@ private:
             }
             const float cosV = dot(V, Nf);
             const float cosL = dot(L, Nf);
-            const float spec = F * reflectedValue(V, L, hr, Nf, cosV, cosL, alpha2) +
-                               (1.0f - F) * transmittedValue(V, L, ht, Nf, cosV, cosL, alpha2,
-                                                             g.nI, g.nT);
+            // The transmitted highlight only for a light on the far side of the surface.
+            const float fr = reflectedValue(V, L, hr, Nf, cosV, cosL, alpha2);
+            const float ft = cosV * cosL < 0.0f
+                                 ? transmittedValue(V, L, ht, Nf, cosV, cosL, alpha2, g.nI, g.nT)
+                                 : 0.0f;
+            const float spec = F * fr + (1.0f - F) * ft;
             const float scale = spec * elevationFade(dot(L, N)) * l->factor;
             highlight = highlight + scale * l->color;
         }

@@ -72,17 +72,28 @@ public:
                 }
                 const float cosV = dot(V, Nf);
                 const float cosL = dot(L, Nf);
-                const float gr = shadowingG1(cosV, dot(hr, V) * cosV, alpha2) *
-                                 shadowingG1(cosL, dot(hr, L) * cosL, alpha2);
-                const float fr = gr * microfacetD(dot(hr, Nf), alpha2) /
-                                 (4.0f * std::fabs(cosV * cosL));
+                float fr = shadowingG1(cosV, dot(hr, V) * cosV, alpha2) *
+                           shadowingG1(cosL, dot(hr, L) * cosL, alpha2);
+                if (fr > 0.0f) {
+                    fr = fr * microfacetD(dot(hr, Nf), alpha2);
+                }
+                if (fr > 0.0f) {
+                    fr = fr / (4.0f * std::fabs(cosV * cosL));
+                }
+                // As in the Dielectric, the transmitted highlight only for a light behind.
                 const float hV = dot(ht, V);
                 const float hL = dot(ht, L);
-                const float gt = shadowingG1(cosV, hV * cosV, alpha2) *
-                                 shadowingG1(cosL, hL * cosL, alpha2);
-                const float denom = hV + hL;
-                const float ft = gt * microfacetD(dot(ht, Nf), alpha2) * std::fabs(hV * hL) /
-                                 (std::fabs(cosV * cosL) * (denom * denom));
+                float ft = 0.0f;
+                if (cosV * cosL < 0.0f) {
+                    ft = shadowingG1(cosV, hV * cosV, alpha2) * shadowingG1(cosL, hL * cosL, alpha2);
+                    if (ft > 0.0f) {
+                        ft = ft * microfacetD(dot(ht, Nf), alpha2);
+                    }
+                    if (ft > 0.0f) {
+                        const float denom = hV + hL;
+                        ft = ft * std::fabs(hV * hL) / (std::fabs(cosV * cosL) * (denom * denom));
+                    }
+                }
                 const float spec = Fg * fr + (1.0f - Fg) * ft;
                 const float scale = spec * elevationFade(dot(L, frame.N)) * l->factor;
                 highlight = highlight + scale * l->color;
