@@ -102,6 +102,9 @@ struct Comparison {
     double pValue = 0.0;
     double sampledTotal = 0.0;
     double evaluatedTotal = 0.0;
+    // Weighted mean polar angle of each lobe (bin centres), in degrees.
+    double sampledTheta = 0.0;
+    double evaluatedTheta = 0.0;
 };
 
 // Upper-tail probability of a chi-square variable (Wilson-Hilferty approximation).
@@ -121,8 +124,11 @@ Comparison compare(const Histogram& h, const std::vector<double>& expected, bool
             continue;
         }
         const double mean = h.sum[b] / kSamples;
+        const double thetaDeg = (b / kPhiBins + 0.5) * 180.0 / kThetaBins;
         c.sampledTotal += mean;
         c.evaluatedTotal += expected[b];
+        c.sampledTheta += mean * thetaDeg;
+        c.evaluatedTheta += expected[b] * thetaDeg;
         if (h.hits[b] < kMinHits) {
             pooledObs += mean;
             pooledExp += expected[b];
@@ -141,6 +147,8 @@ Comparison compare(const Histogram& h, const std::vector<double>& expected, bool
         ++c.dof;
     }
     c.pValue = chiSquarePValue(c.chiSquare, c.dof);
+    c.sampledTheta /= c.sampledTotal;
+    c.evaluatedTheta /= c.evaluatedTotal;
     return c;
 }
 
@@ -153,10 +161,10 @@ vyr::ShadingState obliqueState(bool reflect, bool transmit) {
 }
 
 void report(const char* what, const Comparison& c) {
-    std::printf("[ measure  ] %s: sampled %.5f, evaluated %.5f (ratio %.4f), chi2 %.1f over %d "
-                "bins, p = %.3g\n",
+    std::printf("[ measure  ] %s: sampled %.5f, evaluated %.5f (ratio %.4f), mean theta %.2f "
+                "against %.2f deg, chi2 %.1f over %d bins, p = %.3g\n",
                 what, c.sampledTotal, c.evaluatedTotal, c.sampledTotal / c.evaluatedTotal,
-                c.chiSquare, c.dof, c.pValue);
+                c.sampledTheta, c.evaluatedTheta, c.chiSquare, c.dof, c.pValue);
 }
 
 // Reflectance 1 makes F = 1 at every angle, so evaluateBsdf is the reflection lobe alone and the
