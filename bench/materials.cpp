@@ -60,27 +60,47 @@ void runSlot(benchmark::State& bench, const char* name, Slot slot) {
     for (auto _ : bench) {
         vyr::ShadingState s = setup.state;
         switch (slot) {
-            case Slot::Shade: m->shade(&setup.ctx, &s); break;
-            case Slot::Evaluate: m->evaluateBsdf(&setup.ctx, &s); break;
-            case Slot::Sample: m->sampleBsdf(&setup.ctx, &s); break;
+            case Slot::Shade:
+                m->shade(&setup.ctx, &s);
+                break;
+            case Slot::Evaluate:
+                m->evaluateBsdf(&setup.ctx, &s);
+                break;
+            case Slot::Sample:
+                m->sampleBsdf(&setup.ctx, &s);
+                break;
         }
         benchmark::DoNotOptimize(s);
     }
 }
 
-void BM_MirrorShade(benchmark::State& s) { runSlot(s, "vexa_kelo_Mtl_Mirror", Slot::Shade); }
-void BM_MirrorEvaluate(benchmark::State& s) { runSlot(s, "vexa_kelo_Mtl_Mirror", Slot::Evaluate); }
-void BM_MirrorSample(benchmark::State& s) { runSlot(s, "vexa_kelo_Mtl_Mirror", Slot::Sample); }
-void BM_DielectricShade(benchmark::State& s) { runSlot(s, "vexa_kelo_Mtl_Dielectric", Slot::Shade); }
+void BM_MirrorShade(benchmark::State& s) {
+    runSlot(s, "vexa_kelo_Mtl_Mirror", Slot::Shade);
+}
+void BM_MirrorEvaluate(benchmark::State& s) {
+    runSlot(s, "vexa_kelo_Mtl_Mirror", Slot::Evaluate);
+}
+void BM_MirrorSample(benchmark::State& s) {
+    runSlot(s, "vexa_kelo_Mtl_Mirror", Slot::Sample);
+}
+void BM_DielectricShade(benchmark::State& s) {
+    runSlot(s, "vexa_kelo_Mtl_Dielectric", Slot::Shade);
+}
 void BM_DielectricEvaluate(benchmark::State& s) {
     runSlot(s, "vexa_kelo_Mtl_Dielectric", Slot::Evaluate);
 }
 void BM_DielectricSample(benchmark::State& s) {
     runSlot(s, "vexa_kelo_Mtl_Dielectric", Slot::Sample);
 }
-void BM_GlazingShade(benchmark::State& s) { runSlot(s, "vexa_kelo_Mtl_Glazing", Slot::Shade); }
-void BM_GlazingEvaluate(benchmark::State& s) { runSlot(s, "vexa_kelo_Mtl_Glazing", Slot::Evaluate); }
-void BM_GlazingSample(benchmark::State& s) { runSlot(s, "vexa_kelo_Mtl_Glazing", Slot::Sample); }
+void BM_GlazingShade(benchmark::State& s) {
+    runSlot(s, "vexa_kelo_Mtl_Glazing", Slot::Shade);
+}
+void BM_GlazingEvaluate(benchmark::State& s) {
+    runSlot(s, "vexa_kelo_Mtl_Glazing", Slot::Evaluate);
+}
+void BM_GlazingSample(benchmark::State& s) {
+    runSlot(s, "vexa_kelo_Mtl_Glazing", Slot::Sample);
+}
 
 BENCHMARK(BM_MirrorShade);
 BENCHMARK(BM_MirrorEvaluate);

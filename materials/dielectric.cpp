@@ -43,36 +43,37 @@ struct DielectricParams {
     vyr::Vec3f reflectColor{1.0f, 1.0f, 1.0f};
 };
 
+using DP = DielectricParams;
 // clang-format off
 inline constexpr ParamDesc kDielectricParamTable[] = {
-    VEXAKELO_PARAM(DielectricParams, Bool,      "u_transmittanceMapEnable", transmittanceMapEnable),
-    VEXAKELO_PARAM(DielectricParams, Texture2D, "u_transmittanceMap",       transmittanceMap),       // transmittance after a path of the coefficient's length
-    VEXAKELO_PARAM(DielectricParams, Mat3f,     "u_transmittanceTransform", transmittanceTransform),
-    VEXAKELO_PARAM(DielectricParams, Float,     "u_transmittanceAmount",    transmittanceAmount),
-    VEXAKELO_PARAM(DielectricParams, Int,       "u_procedureMapEnable",     procedureMapEnable),     // 1 = procedural bump
-    VEXAKELO_PARAM(DielectricParams, Vec3f,     "u_procedureMapTiling",     procedureMapTiling),     // noise scale per axis
-    VEXAKELO_PARAM(DielectricParams, Float,     "u_procedureMapAmount",     procedureMapAmount),
-    VEXAKELO_PARAM(DielectricParams, Bool,      "u_normal0MapEnable",       normal0MapEnable),
-    VEXAKELO_PARAM(DielectricParams, Texture2D, "u_normal0Map",             normal0Map),             // height map
-    VEXAKELO_PARAM(DielectricParams, Mat3f,     "u_normal0Transform",       normal0Transform),
-    VEXAKELO_PARAM(DielectricParams, Float,     "u_normal0Amount",          normal0Amount),
-    VEXAKELO_PARAM(DielectricParams, Float,     "u_normal0UVScale",         normal0UVScale),
-    VEXAKELO_PARAM(DielectricParams, Bool,      "u_normal1MapEnable",       normal1MapEnable),
-    VEXAKELO_PARAM(DielectricParams, Texture2D, "u_normal1Map",             normal1Map),             // second height map
-    VEXAKELO_PARAM(DielectricParams, Mat3f,     "u_normal1Transform",       normal1Transform),
-    VEXAKELO_PARAM(DielectricParams, Float,     "u_normal1Amount",          normal1Amount),
-    VEXAKELO_PARAM(DielectricParams, Bool,      "u_roughMapEnable",         roughMapEnable),
-    VEXAKELO_PARAM(DielectricParams, Texture2D, "u_roughMap",               roughMap),               // red channel
-    VEXAKELO_PARAM(DielectricParams, Float,     "u_roughValue",             roughValue),             // microfacet roughness value
-    VEXAKELO_PARAM(DielectricParams, Mat3f,     "u_roughTransform",         roughTransform),
-    VEXAKELO_PARAM(DielectricParams, Float,     "u_glossyValue",            glossyValue),            // glossiness handed to the traces
-    VEXAKELO_PARAM(DielectricParams, Float,     "u_roughAmount",            roughAmount),
-    VEXAKELO_PARAM(DielectricParams, Float,     "u_ior",                    ior),
-    VEXAKELO_PARAM(DielectricParams, Float,     "u_reflectance",            reflectance),            // Fresnel reflectance head-on
-    VEXAKELO_PARAM(DielectricParams, Vec3f,     "u_absorptionCoef",         absorptionCoef),
-    VEXAKELO_PARAM(DielectricParams, Bool,      "u_falloffEnable",          falloffEnable),
-    VEXAKELO_PARAM(DielectricParams, Vec3f,     "u_refractColor",           refractColor),
-    VEXAKELO_PARAM(DielectricParams, Vec3f,     "u_reflectColor",           reflectColor),
+    VEXAKELO_PARAM(DP, Bool,      "u_transmittanceMapEnable", transmittanceMapEnable),
+    VEXAKELO_PARAM(DP, Texture2D, "u_transmittanceMap",       transmittanceMap),    // sets the absorption
+    VEXAKELO_PARAM(DP, Mat3f,     "u_transmittanceTransform", transmittanceTransform),
+    VEXAKELO_PARAM(DP, Float,     "u_transmittanceAmount",    transmittanceAmount),
+    VEXAKELO_PARAM(DP, Int,       "u_procedureMapEnable",     procedureMapEnable),  // 1 = procedural bump
+    VEXAKELO_PARAM(DP, Vec3f,     "u_procedureMapTiling",     procedureMapTiling),  // noise scale per axis
+    VEXAKELO_PARAM(DP, Float,     "u_procedureMapAmount",     procedureMapAmount),
+    VEXAKELO_PARAM(DP, Bool,      "u_normal0MapEnable",       normal0MapEnable),
+    VEXAKELO_PARAM(DP, Texture2D, "u_normal0Map",             normal0Map),          // height map
+    VEXAKELO_PARAM(DP, Mat3f,     "u_normal0Transform",       normal0Transform),
+    VEXAKELO_PARAM(DP, Float,     "u_normal0Amount",          normal0Amount),
+    VEXAKELO_PARAM(DP, Float,     "u_normal0UVScale",         normal0UVScale),
+    VEXAKELO_PARAM(DP, Bool,      "u_normal1MapEnable",       normal1MapEnable),
+    VEXAKELO_PARAM(DP, Texture2D, "u_normal1Map",             normal1Map),          // second height map
+    VEXAKELO_PARAM(DP, Mat3f,     "u_normal1Transform",       normal1Transform),
+    VEXAKELO_PARAM(DP, Float,     "u_normal1Amount",          normal1Amount),
+    VEXAKELO_PARAM(DP, Bool,      "u_roughMapEnable",         roughMapEnable),
+    VEXAKELO_PARAM(DP, Texture2D, "u_roughMap",               roughMap),            // red channel
+    VEXAKELO_PARAM(DP, Float,     "u_roughValue",             roughValue),          // microfacet roughness
+    VEXAKELO_PARAM(DP, Mat3f,     "u_roughTransform",         roughTransform),
+    VEXAKELO_PARAM(DP, Float,     "u_glossyValue",            glossyValue),         // glossiness of the traces
+    VEXAKELO_PARAM(DP, Float,     "u_roughAmount",            roughAmount),
+    VEXAKELO_PARAM(DP, Float,     "u_ior",                    ior),
+    VEXAKELO_PARAM(DP, Float,     "u_reflectance",            reflectance),         // Fresnel head-on
+    VEXAKELO_PARAM(DP, Vec3f,     "u_absorptionCoef",         absorptionCoef),
+    VEXAKELO_PARAM(DP, Bool,      "u_falloffEnable",          falloffEnable),
+    VEXAKELO_PARAM(DP, Vec3f,     "u_refractColor",           refractColor),
+    VEXAKELO_PARAM(DP, Vec3f,     "u_reflectColor",           reflectColor),
 };
 // clang-format on
 static_assert(isOrderedTable<DielectricParams>(kDielectricParamTable));
@@ -117,9 +118,8 @@ public:
 
     void shade(ShadingContext* context, ShadingState* state) const override {
         using namespace vexakelo;
-        shadeWithFrame(state, [&](const MaterialFrame& f, Contributions& out) {
-            body(context, f, out);
-        });
+        shadeWithFrame(state,
+                       [&](const MaterialFrame& f, Contributions& out) { body(context, f, out); });
     }
 
     void shadow(ShadingContext*, ShadingState* state) const override {
@@ -263,10 +263,9 @@ private:
         using namespace vexakelo;
         ShadingFrame frame = surfaceFrame(f.N, f, kFrameOrthogonalise);
         if (params.normal0MapEnable) {
-            frame.N = normalizeIfPositive(heightMapBump(frame, params.normal0Map,
-                                                        params.normal0Transform,
-                                                        params.normal0Amount,
-                                                        params.normal0UVScale, f.uv));
+            frame.N = normalizeIfPositive(
+                heightMapBump(frame, params.normal0Map, params.normal0Transform,
+                              params.normal0Amount, params.normal0UVScale, f.uv));
             frame = orthonormalFrame(frame, kFrameOrthogonalise);
         } else if (params.procedureMapEnable == 1) {
             const Vec3f g = proceduralGradient(context, f.P, frame, params.procedureMapTiling);
@@ -274,9 +273,9 @@ private:
             frame = orthonormalFrame(frame, kFrameOrthogonalise);
         }
         if (params.normal1MapEnable) {
-            frame.N = normalizeIfPositive(heightMapBump(frame, params.normal1Map,
-                                                        params.normal1Transform,
-                                                        params.normal1Amount, 1.0f, f.uv));
+            frame.N =
+                normalizeIfPositive(heightMapBump(frame, params.normal1Map, params.normal1Transform,
+                                                  params.normal1Amount, 1.0f, f.uv));
             frame = orthonormalFrame(frame, kFrameOrthogonalise);
         }
         Geometry g;
@@ -295,7 +294,8 @@ private:
         if (!params.roughMapEnable) {
             return params.roughValue;
         }
-        const Vec4f c = sampleTexture(params.roughMap, applyUvTransform(params.roughTransform, f.uv));
+        const Vec4f c =
+            sampleTexture(params.roughMap, applyUvTransform(params.roughTransform, f.uv));
         return c.x * params.roughAmount;
     }
 
@@ -319,8 +319,8 @@ private:
     // The rough-dielectric transmission form:
     // G D |h.V h.L| nT^2 / (|cosV cosL| (nI h.V + nT h.L)^2), h on the facing side.
     static float transmittedValue(vexakelo::Vec3f V, vexakelo::Vec3f L, vexakelo::Vec3f h,
-                                  vexakelo::Vec3f n, float cosV, float cosL, float alpha2,
-                                  float nI, float nT) {
+                                  vexakelo::Vec3f n, float cosV, float cosL, float alpha2, float nI,
+                                  float nT) {
         using namespace vexakelo;
         const float hV = dot(h, V);
         const float hL = dot(h, L);
@@ -350,7 +350,8 @@ private:
         // Refraction with eta squared, k in double precision.
         const float eta = g.entering ? f.iorHere / params.ior : params.ior / f.iorBeyond;
         const float a = std::fabs(dot(Nf, f.I));
-        const double k = (static_cast<double>(a) * a - 1.0) * (static_cast<double>(eta) * eta) + 1.0;
+        const double k =
+            (static_cast<double>(a) * a - 1.0) * (static_cast<double>(eta) * eta) + 1.0;
         bool refracts = k > 0.000001;
         Vec3f T{0.0f, 0.0f, 0.0f};
         if (refracts) {
@@ -375,8 +376,8 @@ private:
             const float ft = cosV * cosL < 0.0f
                                  ? transmittedValue(V, L, ht, Nf, cosV, cosL, alpha2, g.nI, g.nT)
                                  : 0.0f;
-            const float spec = F * fr + (1.0f - F) * ft;
-            const float scale = spec * elevationFade(dot(L, N)) * l->factor;
+            const float specular = F * fr + (1.0f - F) * ft;
+            const float scale = specular * elevationFade(dot(L, N)) * l->factor;
             highlight = highlight + scale * l->color;
         }
         out.color[kHighlight] = withAlpha(highlight, 1.0f);
@@ -415,8 +416,8 @@ private:
         if (params.falloffEnable && !g.entering) {
             Vec3f sigma = params.absorptionCoef;
             if (params.transmittanceMapEnable) {
-                const Vec4f m = sampleTexture(params.transmittanceMap,
-                                              applyUvTransform(params.transmittanceTransform, f.uv));
+                const Vec4f m = sampleTexture(
+                    params.transmittanceMap, applyUvTransform(params.transmittanceTransform, f.uv));
                 const float amount = params.transmittanceAmount;
                 // Deliberate: natural log here against the power of ten below; zero
                 // coefficients divide unguarded.

@@ -22,17 +22,18 @@ struct GlazingParams {
     float transmittanceAmount = 1.0f;
 };
 
+using GP = GlazingParams;
 // clang-format off
 inline constexpr ParamDesc kGlazingParamTable[] = {
-    VEXAKELO_PARAM(GlazingParams, Float,     "u_reflectance",            reflectance),            // squared into the reflected share
-    VEXAKELO_PARAM(GlazingParams, Vec3f,     "u_reflectColor",           reflectColor),
-    VEXAKELO_PARAM(GlazingParams, Vec3f,     "u_refractColor",           refractColor),           // tint of what passes
-    VEXAKELO_PARAM(GlazingParams, Float,     "u_rough",                  rough),                  // highlight alpha^2
-    VEXAKELO_PARAM(GlazingParams, Float,     "u_level",                  level),                  // number of panes
-    VEXAKELO_PARAM(GlazingParams, Bool,      "u_transmittanceMapEnable", transmittanceMapEnable),
-    VEXAKELO_PARAM(GlazingParams, Texture2D, "u_transmittanceMap",       transmittanceMap),       // replaces the refract colour
-    VEXAKELO_PARAM(GlazingParams, Mat3f,     "u_transmittanceTransform", transmittanceTransform),
-    VEXAKELO_PARAM(GlazingParams, Float,     "u_transmittanceAmount",    transmittanceAmount),
+    VEXAKELO_PARAM(GP, Float,     "u_reflectance",            reflectance),         // squared into the share
+    VEXAKELO_PARAM(GP, Vec3f,     "u_reflectColor",           reflectColor),
+    VEXAKELO_PARAM(GP, Vec3f,     "u_refractColor",           refractColor),        // tint of what passes
+    VEXAKELO_PARAM(GP, Float,     "u_rough",                  rough),               // highlight alpha^2
+    VEXAKELO_PARAM(GP, Float,     "u_level",                  level),               // number of panes
+    VEXAKELO_PARAM(GP, Bool,      "u_transmittanceMapEnable", transmittanceMapEnable),
+    VEXAKELO_PARAM(GP, Texture2D, "u_transmittanceMap",       transmittanceMap),    // replaces refract colour
+    VEXAKELO_PARAM(GP, Mat3f,     "u_transmittanceTransform", transmittanceTransform),
+    VEXAKELO_PARAM(GP, Float,     "u_transmittanceAmount",    transmittanceAmount),
 };
 // clang-format on
 static_assert(isOrderedTable<GlazingParams>(kGlazingParamTable));
@@ -43,8 +44,7 @@ static_assert(offsetof(GlazingParams, transmittanceMap) == 40);
 namespace vyr {
 
 class vexa_kelo_Mtl_Glazing final
-    : public vexakelo::ShaderFrame<vexa_kelo_Mtl_Glazing, MaterialShader,
-                                   vexakelo::GlazingParams> {
+    : public vexakelo::ShaderFrame<vexa_kelo_Mtl_Glazing, MaterialShader, vexakelo::GlazingParams> {
 public:
     static constexpr std::string_view kName = "vexa_kelo_Mtl_Glazing";
     static constexpr auto& kVaryings = vexakelo::kSurfaceVaryings;
@@ -85,7 +85,8 @@ public:
                 const float hL = dot(ht, L);
                 float ft = 0.0f;
                 if (cosV * cosL < 0.0f) {
-                    ft = shadowingG1(cosV, hV * cosV, alpha2) * shadowingG1(cosL, hL * cosL, alpha2);
+                    ft =
+                        shadowingG1(cosV, hV * cosV, alpha2) * shadowingG1(cosL, hL * cosL, alpha2);
                     if (ft > 0.0f) {
                         ft = ft * microfacetD(dot(ht, Nf), alpha2);
                     }
@@ -94,8 +95,8 @@ public:
                         ft = ft * std::fabs(hV * hL) / (std::fabs(cosV * cosL) * (denom * denom));
                     }
                 }
-                const float spec = Fg * fr + (1.0f - Fg) * ft;
-                const float scale = spec * elevationFade(dot(L, frame.N)) * l->factor;
+                const float specular = Fg * fr + (1.0f - Fg) * ft;
+                const float scale = specular * elevationFade(dot(L, frame.N)) * l->factor;
                 highlight = highlight + scale * l->color;
             }
             out.color[kHighlight] = withAlpha(highlight, 1.0f);
@@ -111,8 +112,8 @@ public:
             // Transmission colour: the map replaces the refract colour, rooted by the level.
             Vec3f C = params.refractColor;
             if (params.transmittanceMapEnable) {
-                const Vec4f m = sampleTexture(params.transmittanceMap,
-                                              applyUvTransform(params.transmittanceTransform, f.uv));
+                const Vec4f m = sampleTexture(
+                    params.transmittanceMap, applyUvTransform(params.transmittanceTransform, f.uv));
                 const float e = 1.0f / params.level;
                 const float amount = params.transmittanceAmount;
                 C = {std::pow(amount * m.x, e), std::pow(amount * m.y, e),

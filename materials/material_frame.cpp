@@ -83,7 +83,8 @@ ShadingFrame orthonormalFrame(ShadingFrame frame, int mode) {
     const Vec3f n = len > 0.0f && std::isfinite(len) ? frame.N / len : Vec3f{0.0f, 0.0f, 1.0f};
     Vec3f T;
     if (!perpendicularUnit(frame.T, n, T) && !perpendicularUnit(cross(frame.B, n), n, T)) {
-        const Vec3f axis = std::fabs(n.x) < 0.9f ? Vec3f{1.0f, 0.0f, 0.0f} : Vec3f{0.0f, 1.0f, 0.0f};
+        const Vec3f axis =
+            std::fabs(n.x) < 0.9f ? Vec3f{1.0f, 0.0f, 0.0f} : Vec3f{0.0f, 1.0f, 0.0f};
         perpendicularUnit(axis, n, T);
     }
     frame.T = T;

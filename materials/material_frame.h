@@ -19,11 +19,11 @@ namespace vexakelo {
 
 // The state fields a material body works on, copied once by each slot's entry.
 struct MaterialFrame {
-    Vec3f O;   // ray origin
-    Vec3f I;   // incident direction, towards the surface
-    Vec3f P;   // hit position
-    Vec3f N;   // shading normal, not flipped
-    Vec3f Ng;  // geometric normal
+    Vec3f O;               // ray origin
+    Vec3f I;               // incident direction, towards the surface
+    Vec3f P;               // hit position
+    Vec3f N;               // shading normal, not flipped
+    Vec3f Ng;              // geometric normal
     float localFrame[16];  // surface-to-world matrix, four columns of four floats
     float iorHere;         // index on the incident side (state word 28)
     float iorBeyond;       // index beyond the surface (state word 29)
@@ -78,7 +78,9 @@ inline void shadeWithFrame(vyr::ShadingState* state, Body&& body) {
     state->outColor = sumContributions(out);
 }
 
-inline Vec4f withAlpha(Vec3f c, float a) { return {c.x, c.y, c.z, a}; }
+inline Vec4f withAlpha(Vec3f c, float a) {
+    return {c.x, c.y, c.z, a};
+}
 
 // --- Facing and weights ------------------------------------------------------------------------
 
@@ -101,10 +103,14 @@ inline float importanceOf(Vec3f w) {
     return w.x > gb ? w.x : gb;
 }
 
-inline bool isBlack(Vec3f w) { return w.x == 0.0f && w.y == 0.0f && w.z == 0.0f; }
+inline bool isBlack(Vec3f w) {
+    return w.x == 0.0f && w.y == 0.0f && w.z == 0.0f;
+}
 
 // R = I - 2 * dot(I, Nf) * Nf (not renormalised).
-inline Vec3f mirrorDirection(Vec3f I, Vec3f Nf) { return I - (2.0f * dot(I, Nf)) * Nf; }
+inline Vec3f mirrorDirection(Vec3f I, Vec3f Nf) {
+    return I - (2.0f * dot(I, Nf)) * Nf;
+}
 
 // The common secondary-ray step: traces along `direction` with the importance of W and returns
 // W times the radiance, read through the pointer the context returns. Tracing is unconditional;
@@ -182,8 +188,12 @@ inline Vec3f normalizeIfPositive(Vec3f v) {
 }
 
 // Local frame coordinates and back.
-inline Vec3f toLocal(const ShadingFrame& f, Vec3f d) { return {dot(d, f.T), dot(d, f.B), dot(d, f.N)}; }
-inline Vec3f toWorld(const ShadingFrame& f, Vec3f d) { return d.x * f.T + d.y * f.B + d.z * f.N; }
+inline Vec3f toLocal(const ShadingFrame& f, Vec3f d) {
+    return {dot(d, f.T), dot(d, f.B), dot(d, f.N)};
+}
+inline Vec3f toWorld(const ShadingFrame& f, Vec3f d) {
+    return d.x * f.T + d.y * f.B + d.z * f.N;
+}
 
 // A cosine-weighted direction about +z from two uniform numbers (concentric-free polar form):
 // r = sqrt(u1), phi = 6.283185 * u2, z = sqrt(1 - u1).
@@ -225,6 +235,8 @@ inline float elevationFade(float cosLN) {
 }
 
 // clamp to [0, 1]: not greater than 0 gives 0, greater than 1 gives 1.
-inline float clampUnit(float x) { return x > 0.0f ? (x > 1.0f ? 1.0f : x) : 0.0f; }
+inline float clampUnit(float x) {
+    return x > 0.0f ? (x > 1.0f ? 1.0f : x) : 0.0f;
+}
 
 }  // namespace vexakelo

@@ -153,15 +153,17 @@ TEST(Dielectric, FalloffMixesNaturalLogAndPowerOfTen) {
 //   c = 0: fade 0; c = -0.5 (below): 0.
 // (Computed in double precision with the formulas above.)
 TEST(Dielectric, HighlightsFadeWithLightElevation) {
-    const Material m = makeMaterial(
-        kName, {{"u_roughValue", 0.5f}, {"u_reflectColor", Vec3f{0, 0, 0}}, {"u_refractColor", Vec3f{0, 0, 0}}});
+    const Material m = makeMaterial(kName, {{"u_roughValue", 0.5f},
+                                            {"u_reflectColor", Vec3f{0, 0, 0}},
+                                            {"u_refractColor", Vec3f{0, 0, 0}}});
     struct Row {
         float c, expected;
     };
     const Row rows[] = {{0.15f, 0.0209457f}, {0.25f, 0.0268558f}, {0.0f, 0.0f}, {-0.5f, 0.0f}};
     for (const Row& row : rows) {
         vkhost::ScriptedContext ctx;
-        ctx.setLights({{{std::sqrt(1.0f - row.c * row.c), 0.0f, row.c}, 1.0f, {1.0f, 2.0f, 0.5f}, nullptr}});
+        ctx.setLights(
+            {{{std::sqrt(1.0f - row.c * row.c), 0.0f, row.c}, 1.0f, {1.0f, 2.0f, 0.5f}, nullptr}});
         vyr::ShadingState s = stateWithRay({0.0f, 0.0f, -1.0f});
         m->shade(&ctx, &s);
         EXPECT_NEAR(s.outColor.x, row.expected, 2e-6f) << row.c;
@@ -177,8 +179,9 @@ TEST(Dielectric, HighlightsFadeWithLightElevation) {
 //   ft = G1(1) G1(-0.8) D(0.768221) |h.V h.L| / (0.8 * (1.52 h.V + h.L)^2) = 0.0580078;
 //   the reflected term is gated off (h.L cosL < 0), so the highlight is 0.9 * ft = 0.0522070.
 TEST(Dielectric, TransmittedHighlightFromInside) {
-    const Material m = makeMaterial(
-        kName, {{"u_roughValue", 0.5f}, {"u_reflectColor", Vec3f{0, 0, 0}}, {"u_refractColor", Vec3f{0, 0, 0}}});
+    const Material m = makeMaterial(kName, {{"u_roughValue", 0.5f},
+                                            {"u_reflectColor", Vec3f{0, 0, 0}},
+                                            {"u_refractColor", Vec3f{0, 0, 0}}});
     vkhost::ScriptedContext ctx;
     ctx.setLights({{{0.6f, 0.0f, 0.8f}, 1.0f, {1.0f, 1.0f, 1.0f}, nullptr}});
     vyr::ShadingState s = stateWithRay({0.0f, 0.0f, 1.0f});
@@ -328,10 +331,11 @@ TEST(Dielectric, EvaluateBothLobes) {
 TEST(Dielectric, PerturbationsReachTheNormal) {
     vkhost::ScriptedContext ctx;
     ctx.glossyReflectionResult = {1.0f, 1.0f, 1.0f};
-    const Material flat = makeMaterial(kName, {{"u_normal0MapEnable", true},
-                                               {"u_normal0Map", constantTexture({0.2f, 0.2f, 0.2f})},
-                                               {"u_normal0Transform", kIdentity},
-                                               {"u_normal0Amount", 1.0f}});
+    const Material flat =
+        makeMaterial(kName, {{"u_normal0MapEnable", true},
+                             {"u_normal0Map", constantTexture({0.2f, 0.2f, 0.2f})},
+                             {"u_normal0Transform", kIdentity},
+                             {"u_normal0Amount", 1.0f}});
     vyr::ShadingState s = stateWithRay({0.0f, 0.0f, -1.0f});
     flat->shade(&ctx, &s);
     expectVec(findCall(ctx, Call::TraceGlossyReflection)->b, {0.0f, 0.0f, 1.0f}, 1e-7f);

@@ -1,10 +1,9 @@
 // The shared material routines. They are hidden inside the library, so this file compiles their
 // source into the test directly.
-#include "materials/material_frame.cpp"
-
 #include <limits>
 
 #include "material_support.h"
+#include "materials/material_frame.cpp"
 
 namespace materials_test {
 namespace {
@@ -56,9 +55,11 @@ TEST(ShadingFrameRoutine, NormalLengthFollowsTheMode) {
         orthonormalFrame({{1.0f, 0.0f, 0.0f}, {}, {0.0f, 0.0f, 2.0f}}, kFrameOrthogonalise);
     EXPECT_EQ(keep.N, (Vec3f{0.0f, 0.0f, 2.0f}));
     expectOrthonormal(keep, {0.0f, 0.0f, 1.0f});
-    const ShadingFrame unit = orthonormalFrame({{1.0f, 0.0f, 0.0f}, {}, {0.0f, 0.0f, 2.0f}}, kFrameFull);
+    const ShadingFrame unit =
+        orthonormalFrame({{1.0f, 0.0f, 0.0f}, {}, {0.0f, 0.0f, 2.0f}}, kFrameFull);
     EXPECT_EQ(unit.N, (Vec3f{0.0f, 0.0f, 1.0f}));
-    const ShadingFrame zero = orthonormalFrame({{0.0f, 0.0f, 0.0f}, {}, {0.0f, 0.0f, 0.0f}}, kFrameFull);
+    const ShadingFrame zero =
+        orthonormalFrame({{0.0f, 0.0f, 0.0f}, {}, {0.0f, 0.0f, 0.0f}}, kFrameFull);
     EXPECT_EQ(zero.N, (Vec3f{0.0f, 0.0f, 0.0f}));
     expectOrthonormal(zero, {0.0f, 0.0f, 1.0f});
 }
@@ -121,7 +122,8 @@ TEST(MaterialFrame, UvTransformAndEmptyTexture) {
 TEST(MaterialFrame, HeightBumpRule) {
     const ShadingFrame f{{1.0f, 0.0f, 0.0f}, {0.0f, 1.0f, 0.0f}, {0.0f, 0.0f, 1.0f}};
     EXPECT_EQ(heightMapBump(f, vyr::TextureHandle{}, kIdentity, 1.0f, 1.0f, {0.3f, 0.3f}), f.N);
-    EXPECT_EQ(heightMapBump(f, constantTexture({1, 2, 3}), kIdentity, 1.0f, 1.0f, {0.3f, 0.3f}), f.N);
+    EXPECT_EQ(heightMapBump(f, constantTexture({1, 2, 3}), kIdentity, 1.0f, 1.0f, {0.3f, 0.3f}),
+              f.N);
 
     vyr::TextureHandle ramp = vyr::host::createTexture();
     const float texels[6] = {0.5f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f};

@@ -38,17 +38,18 @@ TEST(Glazing, DefaultsReflectOnePercent) {
 // the transmission colour is replaced by its square root (0.5, 0.8, 1), so
 // Wt = 0.995 * (0.5, 0.8, 1); traced colour 1, reflection traced black.
 TEST(Glazing, LevelHalvesReflectionAndRootsTheMap) {
-    const Material m = makeMaterial(kName, {{"u_level", 2.0f},
-                                            {"u_refractColor", Vec3f{0.1f, 0.1f, 0.1f}},
-                                            {"u_transmittanceMapEnable", true},
-                                            {"u_transmittanceMap", constantTexture({0.25f, 0.64f, 1.0f})},
-                                            {"u_transmittanceTransform", kIdentity}});
+    const Material m =
+        makeMaterial(kName, {{"u_level", 2.0f},
+                             {"u_refractColor", Vec3f{0.1f, 0.1f, 0.1f}},
+                             {"u_transmittanceMapEnable", true},
+                             {"u_transmittanceMap", constantTexture({0.25f, 0.64f, 1.0f})},
+                             {"u_transmittanceTransform", kIdentity}});
     vkhost::ScriptedContext ctx;
     ctx.straightResult = {1.0f, 1.0f, 1.0f};
     vyr::ShadingState s = stateWithRay({0.0f, 0.0f, -1.0f});
     m->shade(&ctx, &s);
-    expectVec({s.outColor.x, s.outColor.y, s.outColor.z},
-              {0.995f * 0.5f, 0.995f * 0.8f, 0.995f}, 1e-6f);
+    expectVec({s.outColor.x, s.outColor.y, s.outColor.z}, {0.995f * 0.5f, 0.995f * 0.8f, 0.995f},
+              1e-6f);
     EXPECT_NEAR(findCall(ctx, Call::TraceRay)->importance, 0.005f, 1e-8f);
     m->shadow(&ctx, &s);
     // The shadow ignores the map: (1 - 0.005) * refract colour 0.1.
@@ -67,8 +68,8 @@ TEST(Glazing, BlackTransmissionSkipsTheStraightTrace) {
 // Sampling, I = (0.6, 0, -0.8), Fg = 0.01:
 //  reflection only: cos 0.8, dir (0.6, 0, 0.8), weight (0.01 / 0.8) * reflectColor, lobe 4.
 //  both, xi = 0.005 <= 0.01: mirror with k = 1, weight 1.25 * reflectColor.
-//  both, xi = 0.5: straight through, dir = I, cos = Nf.I = -0.8, weight (1 / -0.8) = -1.25, lobe 32.
-//  transmission only: k = 0.99, weight 0.99 / -0.8 = -1.2375.
+//  both, xi = 0.5: straight through, dir = I, cos = Nf.I = -0.8, weight (1 / -0.8) = -1.25,
+//  lobe 32. transmission only: k = 0.99, weight 0.99 / -0.8 = -1.2375.
 TEST(Glazing, SamplesMirrorOrStraightPassage) {
     const Vec3f reflectColor{1.0f, 0.5f, 0.25f};
     const Material m = makeMaterial(kName, {{"u_reflectColor", reflectColor}});

@@ -11,10 +11,10 @@
 #include <utility>
 #include <vector>
 
+#include "frame/vec_math.h"
 #include "parameters.h"
 #include "scripted_context.h"
 #include "shader_library.h"
-#include "frame/vec_math.h"
 #include "vyr/vyr.h"
 #include "vyr_host.h"
 
@@ -38,8 +38,9 @@ struct Material {
     }
 };
 
-inline Material makeMaterial(const std::string& name,
-                             std::initializer_list<std::pair<const char*, ParamValue>> values = {}) {
+inline Material makeMaterial(
+    const std::string& name,
+    std::initializer_list<std::pair<const char*, ParamValue>> values = {}) {
     Material m{library().create(name)};
     const vkhost::ShaderLayout layout = vkhost::declareLayout(m.object.get());
     vkhost::ParameterBlock block(name, layout, m.object.get());

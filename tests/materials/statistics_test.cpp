@@ -7,7 +7,7 @@
 // sample variance, are summed into a chi-square statistic (bins with few hits pooled, as the
 // frequency tests of established renderers pool sparse cells) and turned into a p-value.
 //
-// Where the contract makes sampling and evaluation disagree on purpose (the evaluated
+// Where the material's own formulas make sampling and evaluation disagree on purpose (the evaluated
 // transmission term has no side test; sampling bends with eta unsquared), the disagreement is
 // measured and printed, not asserted; docs/materials.md records the figures.
 #include <cmath>
@@ -23,8 +23,8 @@ namespace {
 constexpr int kSamples = 300000;
 constexpr int kThetaBins = 18;
 constexpr int kPhiBins = 36;
-constexpr int kSubdivisions = 6;      // midpoint rule per bin and axis for the expected values
-constexpr int kMinHits = 25;          // sparser bins are pooled into one
+constexpr int kSubdivisions = 6;  // midpoint rule per bin and axis for the expected values
+constexpr int kMinHits = 25;      // sparser bins are pooled into one
 constexpr std::uint32_t kSeed = 20261121u;
 constexpr double kSignificance = 1e-3;
 constexpr double kPi = 3.14159265358979323846;
@@ -32,7 +32,8 @@ constexpr double kPi = 3.14159265358979323846;
 struct Histogram {
     std::vector<double> sum, sumSq;
     std::vector<int> hits;
-    Histogram() : sum(kThetaBins * kPhiBins), sumSq(kThetaBins * kPhiBins), hits(kThetaBins * kPhiBins) {}
+    Histogram()
+        : sum(kThetaBins * kPhiBins), sumSq(kThetaBins * kPhiBins), hits(kThetaBins * kPhiBins) {}
 };
 
 int binOf(Vec3f d) {
@@ -161,17 +162,18 @@ vyr::ShadingState obliqueState(bool reflect, bool transmit) {
 }
 
 void report(const char* what, const Comparison& c) {
-    std::printf("[ measure  ] %s: sampled %.5f, evaluated %.5f (ratio %.4f), mean theta %.2f "
-                "against %.2f deg, chi2 %.1f over %d bins, p = %.3g\n",
-                what, c.sampledTotal, c.evaluatedTotal, c.sampledTotal / c.evaluatedTotal,
-                c.sampledTheta, c.evaluatedTheta, c.chiSquare, c.dof, c.pValue);
+    std::printf(
+        "[ measure  ] %s: sampled %.5f, evaluated %.5f (ratio %.4f), mean theta %.2f "
+        "against %.2f deg, chi2 %.1f over %d bins, p = %.3g\n",
+        what, c.sampledTotal, c.evaluatedTotal, c.sampledTotal / c.evaluatedTotal, c.sampledTheta,
+        c.evaluatedTheta, c.chiSquare, c.dof, c.pValue);
 }
 
 // Reflectance 1 makes F = 1 at every angle, so evaluateBsdf is the reflection lobe alone and the
 // reflection-only sampler must reproduce it bin by bin.
 TEST(DielectricStatistics, GlossyReflectionSamplesMatchEvaluate) {
-    const Material m = makeMaterial("vexa_kelo_Mtl_Dielectric",
-                                    {{"u_roughValue", 0.3f}, {"u_reflectance", 1.0f}});
+    const Material m =
+        makeMaterial("vexa_kelo_Mtl_Dielectric", {{"u_roughValue", 0.3f}, {"u_reflectance", 1.0f}});
     const vyr::ShadingState base = obliqueState(true, false);
     const Comparison c = compare(sampleHistogram(m, base), expectedIntegrals(m, base), true);
     report("reflection, F = 1", c);
@@ -181,10 +183,10 @@ TEST(DielectricStatistics, GlossyReflectionSamplesMatchEvaluate) {
 }
 
 // A roughness that differs from what evaluate uses must be caught: sampling at 0.3 against
-// evaluation of the same lobe at 0.35 (the test's sensitivity, not a contract property).
+// evaluation of the same lobe at 0.35 (the test's sensitivity, not a property of the material).
 TEST(DielectricStatistics, ChiSquareDetectsAWrongRoughness) {
-    const Material sampler = makeMaterial("vexa_kelo_Mtl_Dielectric",
-                                          {{"u_roughValue", 0.3f}, {"u_reflectance", 1.0f}});
+    const Material sampler =
+        makeMaterial("vexa_kelo_Mtl_Dielectric", {{"u_roughValue", 0.3f}, {"u_reflectance", 1.0f}});
     const Material evaluator = makeMaterial("vexa_kelo_Mtl_Dielectric",
                                             {{"u_roughValue", 0.35f}, {"u_reflectance", 1.0f}});
     const vyr::ShadingState base = obliqueState(true, false);
@@ -197,7 +199,7 @@ TEST(DielectricStatistics, ChiSquareDetectsAWrongRoughness) {
 // Measured, not asserted. With the default reflectance the evaluated value on the viewer's side
 // also carries (1 - F) times the transmission form, which has no side test; and the sampled
 // refraction bends with eta unsquared, away from where the evaluated transmission lobe lies.
-TEST(DielectricStatistics, ContractDisagreementsAreMeasured) {
+TEST(DielectricStatistics, DeliberateDisagreementsAreMeasured) {
     const Material m = makeMaterial("vexa_kelo_Mtl_Dielectric", {{"u_roughValue", 0.3f}});
     {
         const vyr::ShadingState base = obliqueState(true, false);
