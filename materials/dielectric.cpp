@@ -158,8 +158,8 @@ public:
         }
         const float cosV = dot(V, g.Nf);
         const float cosL = dot(L, g.Nf);
-        const float fr = reflectedValue(V, L, hr, g.Nf, cosV, cosL, alpha2);
-        const float ft = transmittedValue(V, L, ht, g.Nf, cosV, cosL, alpha2, g.nI, g.nT);
+        const float fr = microfacetReflection(V, L, hr, g.Nf, cosV, cosL, alpha2);
+        const float ft = microfacetTransmission(V, L, ht, g.Nf, cosV, cosL, alpha2, g.nI, g.nT);
         const float value = F * fr + (1.0f - F) * ft;
         state->bsdfWeight = {value, value, value};
         state->bsdfCos = std::fabs(cosL);
@@ -299,42 +299,6 @@ private:
         return c.x * params.roughAmount;
     }
 
-    // G1(V) G1(L) D(h) / (4 |cosV cosL|); G1 gated by (h.x)(n.x), D by h.n. As in the
-    // Glazing, a factor that is 0 ends the term at 0, so a light in the tangent plane gives 0
-    // rather than 0/0.
-    static float reflectedValue(vexakelo::Vec3f V, vexakelo::Vec3f L, vexakelo::Vec3f h,
-                                vexakelo::Vec3f n, float cosV, float cosL, float alpha2) {
-        using namespace vexakelo;
-        float f = shadowingG1(cosV, dot(h, V) * cosV, alpha2) *
-                  shadowingG1(cosL, dot(h, L) * cosL, alpha2);
-        if (f > 0.0f) {
-            f = f * microfacetD(dot(h, n), alpha2);
-        }
-        if (f > 0.0f) {
-            f = f / (4.0f * std::fabs(cosV * cosL));
-        }
-        return f;
-    }
-
-    // The rough-dielectric transmission form:
-    // G D |h.V h.L| nT^2 / (|cosV cosL| (nI h.V + nT h.L)^2), h on the facing side.
-    static float transmittedValue(vexakelo::Vec3f V, vexakelo::Vec3f L, vexakelo::Vec3f h,
-                                  vexakelo::Vec3f n, float cosV, float cosL, float alpha2, float nI,
-                                  float nT) {
-        using namespace vexakelo;
-        const float hV = dot(h, V);
-        const float hL = dot(h, L);
-        float f = shadowingG1(cosV, hV * cosV, alpha2) * shadowingG1(cosL, hL * cosL, alpha2);
-        if (f > 0.0f) {
-            f = f * microfacetD(dot(h, n), alpha2);
-        }
-        if (f > 0.0f) {
-            const float denom = nI * hV + nT * hL;
-            f = f * std::fabs(hV * hL) * (nT * nT) / (std::fabs(cosV * cosL) * (denom * denom));
-        }
-        return f;
-    }
-
     void body(ShadingContext* context, const vexakelo::MaterialFrame& f,
               vexakelo::Contributions& out) const {
         using namespace vexakelo;
@@ -350,37 +314,20 @@ private:
         // Refraction with eta squared, k in double precision.
         const float eta = g.entering ? f.iorHere / params.ior : params.ior / f.iorBeyond;
         const float a = std::fabs(dot(Nf, f.I));
-        const double k =
-            (static_cast<double>(a) * a - 1.0) * (static_cast<double>(eta) * eta) + 1.0;
+        const double da = a;
+        const double deta = eta;
+        const double k = (da * da - 1.0) * deta * deta + 1.0;
         bool refracts = k > 0.000001;
         Vec3f T{0.0f, 0.0f, 0.0f};
         if (refracts) {
-            const float s = static_cast<float>(static_cast<double>(eta) * a - std::sqrt(k));
+            const float s = static_cast<float>(deta * da - std::sqrt(k));
             T = eta * f.I + s * Nf;
             refracts = !isBlack(T);
         }
 
         // Highlights from the light samples.
-        Vec3f highlight{0.0f, 0.0f, 0.0f};
-        for (const LightSample* l = context->lightSamples(&f.P); l != nullptr; l = l->next) {
-            const Vec3f L = l->direction;
-            const Vec3f hr = normalizeIfPositive(L + V);
-            Vec3f ht = normalizeIfPositive(g.nI * V + g.nT * L);
-            if (dot(ht, Nf) < 0.0f) {
-                ht = -ht;
-            }
-            const float cosV = dot(V, Nf);
-            const float cosL = dot(L, Nf);
-            // The transmitted highlight only for a light on the far side of the surface.
-            const float fr = reflectedValue(V, L, hr, Nf, cosV, cosL, alpha2);
-            const float ft = cosV * cosL < 0.0f
-                                 ? transmittedValue(V, L, ht, Nf, cosV, cosL, alpha2, g.nI, g.nT)
-                                 : 0.0f;
-            const float specular = F * fr + (1.0f - F) * ft;
-            const float scale = specular * elevationFade(dot(L, N)) * l->factor;
-            highlight = highlight + scale * l->color;
-        }
-        out.color[kHighlight] = withAlpha(highlight, 1.0f);
+        out.color[kHighlight] =
+            withAlpha(glassHighlights(context, f.P, V, N, Nf, F, alpha2, g.nI, g.nT), 1.0f);
 
         // Reflection, for entering rays only.
         const Vec3f Wr = F * params.reflectColor;

@@ -62,44 +62,8 @@ public:
             const Vec3f V = -f.I;
 
             // Highlights: the Dielectric's model, both indices 1, Fg for the Fresnel weight.
-            Vec3f highlight{0.0f, 0.0f, 0.0f};
-            for (const LightSample* l = context->lightSamples(&f.P); l != nullptr; l = l->next) {
-                const Vec3f L = l->direction;
-                const Vec3f hr = normalizeIfPositive(L + V);
-                Vec3f ht = normalizeIfPositive(V + L);
-                if (dot(ht, Nf) < 0.0f) {
-                    ht = -ht;
-                }
-                const float cosV = dot(V, Nf);
-                const float cosL = dot(L, Nf);
-                float fr = shadowingG1(cosV, dot(hr, V) * cosV, alpha2) *
-                           shadowingG1(cosL, dot(hr, L) * cosL, alpha2);
-                if (fr > 0.0f) {
-                    fr = fr * microfacetD(dot(hr, Nf), alpha2);
-                }
-                if (fr > 0.0f) {
-                    fr = fr / (4.0f * std::fabs(cosV * cosL));
-                }
-                // As in the Dielectric, the transmitted highlight only for a light behind.
-                const float hV = dot(ht, V);
-                const float hL = dot(ht, L);
-                float ft = 0.0f;
-                if (cosV * cosL < 0.0f) {
-                    ft =
-                        shadowingG1(cosV, hV * cosV, alpha2) * shadowingG1(cosL, hL * cosL, alpha2);
-                    if (ft > 0.0f) {
-                        ft = ft * microfacetD(dot(ht, Nf), alpha2);
-                    }
-                    if (ft > 0.0f) {
-                        const float denom = hV + hL;
-                        ft = ft * std::fabs(hV * hL) / (std::fabs(cosV * cosL) * (denom * denom));
-                    }
-                }
-                const float specular = Fg * fr + (1.0f - Fg) * ft;
-                const float scale = specular * elevationFade(dot(L, frame.N)) * l->factor;
-                highlight = highlight + scale * l->color;
-            }
-            out.color[kHighlight] = withAlpha(highlight, 1.0f);
+            out.color[kHighlight] = withAlpha(
+                glassHighlights(context, f.P, V, frame.N, Nf, Fg, alpha2, 1.0f, 1.0f), 1.0f);
 
             // Constant-share reflection.
             const Vec3f Wr = Fg * params.reflectColor;

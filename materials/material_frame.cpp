@@ -135,6 +135,57 @@ Vec3f applyGradient(const ShadingFrame& frame, Vec3f g, float amount) {
     return frame.N + amount * (g.x * frame.T + g.y * frame.B + g.z * frame.N);
 }
 
+float microfacetReflection(Vec3f V, Vec3f L, Vec3f h, Vec3f n, float cosV, float cosL,
+                           float alpha2) {
+    float f =
+        shadowingG1(cosV, dot(h, V) * cosV, alpha2) * shadowingG1(cosL, dot(h, L) * cosL, alpha2);
+    if (f > 0.0f) {
+        f = f * microfacetD(dot(h, n), alpha2);
+    }
+    if (f > 0.0f) {
+        f = f / (4.0f * std::fabs(cosV * cosL));
+    }
+    return f;
+}
+
+float microfacetTransmission(Vec3f V, Vec3f L, Vec3f h, Vec3f n, float cosV, float cosL,
+                             float alpha2, float nI, float nT) {
+    const float hV = dot(h, V);
+    const float hL = dot(h, L);
+    float f = shadowingG1(cosV, hV * cosV, alpha2) * shadowingG1(cosL, hL * cosL, alpha2);
+    if (f > 0.0f) {
+        f = f * microfacetD(dot(h, n), alpha2);
+    }
+    if (f > 0.0f) {
+        const float denom = nI * hV + nT * hL;
+        f = f * std::fabs(hV * hL) * (nT * nT) / (std::fabs(cosV * cosL) * (denom * denom));
+    }
+    return f;
+}
+
+Vec3f glassHighlights(vyr::ShadingContext* context, Vec3f P, Vec3f V, Vec3f N, Vec3f Nf, float F,
+                      float alpha2, float nI, float nT) {
+    Vec3f sum{0.0f, 0.0f, 0.0f};
+    for (const vyr::LightSample* l = context->lightSamples(&P); l != nullptr; l = l->next) {
+        const Vec3f L = l->direction;
+        const Vec3f hr = normalizeIfPositive(L + V);
+        Vec3f ht = normalizeIfPositive(nI * V + nT * L);
+        if (dot(ht, Nf) < 0.0f) {
+            ht = -ht;
+        }
+        const float cosV = dot(V, Nf);
+        const float cosL = dot(L, Nf);
+        const float fr = microfacetReflection(V, L, hr, Nf, cosV, cosL, alpha2);
+        const float ft = cosV * cosL < 0.0f
+                             ? microfacetTransmission(V, L, ht, Nf, cosV, cosL, alpha2, nI, nT)
+                             : 0.0f;
+        const float specular = F * fr + (1.0f - F) * ft;
+        const float scale = specular * elevationFade(dot(L, N)) * l->factor;
+        sum = sum + scale * l->color;
+    }
+    return sum;
+}
+
 Vec3f cosineHemisphere(float u1, float u2) {
     const float r = std::sqrt(u1);
     const float phi = kTwoPi * u2;

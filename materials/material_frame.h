@@ -239,4 +239,23 @@ inline float clampUnit(float x) {
     return x > 0.0f ? (x > 1.0f ? 1.0f : x) : 0.0f;
 }
 
+// The microfacet reflection G1(V) G1(L) D(h) / (4 |cosV cosL|), each G1 gated by (h.x)(n.x) and
+// D by h.n. Evaluated in stages (G, then times D while positive, then the division while
+// positive), so a zero factor gives 0 rather than 0/0.
+float microfacetReflection(Vec3f V, Vec3f L, Vec3f h, Vec3f n, float cosV, float cosL,
+                           float alpha2);
+
+// The rough-dielectric transmission form, staged the same way:
+// G1(V) G1(L) D(h) |h.V h.L| nT^2 / (|cosV cosL| (nI h.V + nT h.L)^2), h on the side of n.
+float microfacetTransmission(Vec3f V, Vec3f L, Vec3f h, Vec3f n, float cosV, float cosL,
+                             float alpha2, float nI, float nT);
+
+// The glass highlights from the context's light samples at P, summed in list order: per sample
+// (F fr + (1 - F) ft) * elevationFade(L.N) * factor * colour, with hr = normalise(L + V),
+// ht = normalise(nI V + nT L) turned to Nf's side (each normalised only when longer than 0), and
+// the transmitted term only for a light on the far side (cosV cosL < 0). N is the unflipped
+// normal the fade is measured against.
+Vec3f glassHighlights(vyr::ShadingContext* context, Vec3f P, Vec3f V, Vec3f N, Vec3f Nf, float F,
+                      float alpha2, float nI, float nT);
+
 }  // namespace vexakelo
