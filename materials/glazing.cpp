@@ -55,15 +55,16 @@ public:
     void shade(ShadingContext* context, ShadingState* state) const override {
         using namespace vexakelo;
         shadeWithFrame(state, [&](const MaterialFrame& f, Contributions& out) {
+            // No bump and an isotropic highlight: nothing here needs the tangent frame, whose
+            // normal would be N itself, so it is not built.
             const Vec3f Nf = facingNormal(facingSign(f.I, f.Ng), f.N);
-            const ShadingFrame frame = surfaceFrame(f.N, f, kFrameOrthogonalise);
             const float Fg = share();
             const float alpha2 = params.rough;
             const Vec3f V = -f.I;
 
             // Highlights: the Dielectric's model, both indices 1, Fg for the Fresnel weight.
-            out.color[kHighlight] = withAlpha(
-                glassHighlights(context, f.P, V, frame.N, Nf, Fg, alpha2, 1.0f, 1.0f), 1.0f);
+            out.color[kHighlight] =
+                withAlpha(glassHighlights(context, f.P, V, f.N, Nf, Fg, alpha2, 1.0f, 1.0f), 1.0f);
 
             // Constant-share reflection.
             const Vec3f Wr = Fg * params.reflectColor;

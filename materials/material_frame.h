@@ -50,8 +50,8 @@ enum Contribution : int {
 enum SideOutput : int {
     kReflectionWeight = 0,
     kTransmissionWeight = 1,
-    kSideOutput2 = 2,
-    kSideOutput3 = 3,
+    kSideOutput2 = 2,  // spare, for materials with more weights to keep
+    kSideOutput3 = 3,  // spare
     kSideOutputCount = 4,
 };
 
