@@ -125,14 +125,8 @@ TEST(MaterialFrame, HeightBumpRule) {
     EXPECT_EQ(heightMapBump(f, constantTexture({1, 2, 3}), kIdentity, 1.0f, 1.0f, {0.3f, 0.3f}),
               f.N);
 
-    vyr::TextureHandle ramp = vyr::host::createTexture();
     const float texels[6] = {0.5f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f};
-    vyr::TextureDescriptor d;
-    d.format = 3;
-    d.width = 2;
-    d.height = 1;
-    d.data = texels;
-    vyr::host::textureOf(ramp)->build(d);
+    const vyr::TextureHandle ramp = rgbTexture(2, 1, texels);
     Vec4f a, b;
     const Vec2f uv{0.5f, 0.5f};
     const Vec2f uv1{0.501f, 0.5f};

@@ -51,17 +51,22 @@ inline Material makeMaterial(
     return m;
 }
 
-// A 1x1 RGB float texture: every look-up reads (r, g, b, 1).
-inline vyr::TextureHandle constantTexture(Vec3f c) {
+// An RGB float texture of width x height texels, row after row.
+inline vyr::TextureHandle rgbTexture(int width, int height, const float* texels) {
     vyr::TextureHandle handle = vyr::host::createTexture();
-    const float texel[3] = {c.x, c.y, c.z};
     vyr::TextureDescriptor d;
     d.format = 3;
-    d.width = 1;
-    d.height = 1;
-    d.data = texel;
+    d.width = width;
+    d.height = height;
+    d.data = texels;
     vyr::host::textureOf(handle)->build(d);
     return handle;
+}
+
+// A 1x1 texture: every look-up reads (r, g, b, 1).
+inline vyr::TextureHandle constantTexture(Vec3f c) {
+    const float texel[3] = {c.x, c.y, c.z};
+    return rgbTexture(1, 1, texel);
 }
 
 // A camera-ray state hitting the z = 0 plane at the origin with normal +z.
