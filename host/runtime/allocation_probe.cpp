@@ -10,7 +10,8 @@ namespace {
 thread_local std::size_t lastNothrowRequest = 0;
 }
 
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+// Weak, so a program that counts allocations with its own replacement keeps it.
+__attribute__((weak)) void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     lastNothrowRequest = size;
     try {
         return ::operator new(size);
@@ -19,7 +20,7 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     }
 }
 
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+__attribute__((weak)) void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
     try {
         return ::operator new[](size);
     } catch (...) {
