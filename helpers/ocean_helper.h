@@ -102,6 +102,7 @@ public:
     float time() const { return time_; }
     const vyr::TextureHandle& texture() const { return texture_; }
     const WaveModel& model() const { return *model_; }
+    WaveModel& model() { return *model_; }
 
 private:
     void releaseModel();
