@@ -7,22 +7,7 @@
 #include <new>
 
 #include "helpers/classic_random.h"
-
-namespace {
-
-// Closes the edit on the helper's texture however the generation ends.
-class EditScope {
-public:
-    explicit EditScope(const vyr::TextureHandle& handle) : handle_(handle) {}
-    ~EditScope() { handle_.endEdit(); }
-    EditScope(const EditScope&) = delete;
-    EditScope& operator=(const EditScope&) = delete;
-
-private:
-    const vyr::TextureHandle& handle_;
-};
-
-}  // namespace
+#include "helpers/edit_scope.h"
 
 // --- generator ---------------------------------------------------------------------------------
 
@@ -158,8 +143,8 @@ void VexaKeloLandScapeHelper::setTexture(vyr::TextureHandle texture) { texture_ 
 
 void VexaKeloLandScapeHelper::initializeShader(vyr::Shader* shader) {
     vyr::TextureHandle handle(texture_);
-    auto* const texture = static_cast<vyr::Texture*>(handle.beginEdit());
-    const EditScope edit(handle);
+    const vexakelo::TextureEdit edit(handle);
+    vyr::Texture* const texture = edit.texture();
 
     Generator& g = *generator_;
     g.width = kSize;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "helpers/classic_random.h"
+#include "helpers/edit_scope.h"
 
 namespace {
 
@@ -27,18 +28,6 @@ double gaussian(vexakelo::ClassicRandom& random) {
 
 // The wave vector of element (i, j): no 2 pi or patch-size factor.
 float waveX(int i, int n) { return static_cast<float>(2 * i - n); }
-
-// Closes the edit on the helper's texture however the generation ends.
-class EditScope {
-public:
-    explicit EditScope(const vyr::TextureHandle& handle) : handle_(handle) {}
-    ~EditScope() { handle_.endEdit(); }
-    EditScope(const EditScope&) = delete;
-    EditScope& operator=(const EditScope&) = delete;
-
-private:
-    const vyr::TextureHandle& handle_;
-};
 
 }  // namespace
 
@@ -255,8 +244,8 @@ void VexaKeloOceanHelper::setTexture(vyr::TextureHandle texture) { texture_ = te
 
 vyr::TextureHandle& VexaKeloOceanHelper::generateNormalMap() {
     vyr::TextureHandle handle(texture_);
-    auto* const texture = static_cast<vyr::Texture*>(handle.beginEdit());
-    const EditScope edit(handle);
+    const vexakelo::TextureEdit edit(handle);
+    vyr::Texture* const texture = edit.texture();
 
     WaveModel& model = *model_;
     model.initialise(amplifier_, gravity_, wind_, ratio_);

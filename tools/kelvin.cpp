@@ -1,6 +1,7 @@
 // `vexakelo kelvin`: the colour of a black-body temperature through IntensityColorTool, and a
 // labelled swatch strip of temperatures from 1000 K to 12000 K.
 #include <cairo.h>
+#include <dlfcn.h>
 
 #include <algorithm>
 #include <cmath>
@@ -63,7 +64,7 @@ void setSource(cairo_t* cr, const vyr::Vec3f& rgb) {
                          vkimage::linearToSrgb8(rgb.z * k) / 255.0);
 }
 
-void drawSwatch(const KelvinOptions& options) {
+vkimage::Image renderSwatch(const KelvinOptions& options) {
     const int columns = (kLastKelvin - kFirstKelvin) / kKelvinPerColumn + 1;
     const int width = columns + 2 * kMargin;
     const int height = kMargin + kStripHeight + kLabelHeight;
@@ -142,6 +143,23 @@ void drawSwatch(const KelvinOptions& options) {
                               vkimage::srgb8ToLinear(static_cast<unsigned char>(p)), 1.0f};
         }
     }
+    return image;
+}
+
+// cairo's text goes through fontconfig, which keeps its configuration for the life of the
+// process; a leak checker then reports it. Drop cairo's caches, then finish fontconfig, reached
+// through the loader (cairo brings it in) so the program need not link it directly.
+void releaseFontCaches() {
+    cairo_debug_reset_static_data();
+    using Finish = void (*)();
+    if (const auto finish = reinterpret_cast<Finish>(dlsym(RTLD_DEFAULT, "FcFini"))) {
+        finish();
+    }
+}
+
+void drawSwatch(const KelvinOptions& options) {
+    const vkimage::Image image = renderSwatch(options);
+    releaseFontCaches();
     vkimage::writePng(options.swatch, image);
 }
 
