@@ -15,7 +15,7 @@ constexpr std::size_t kTexels =
     static_cast<std::size_t>(VexaKeloOceanHelper::WaveModel::kWidth) *
     VexaKeloOceanHelper::WaveModel::kHeight;
 
-// 1/32768 as the generator's scale: (draw + 1) * this lies in (0, 1].
+// About 1/32768: (draw + 1) * this lies strictly between 0 and 1, so the logarithm is finite.
 constexpr double kInverseRange = 3.0517578e-5;
 constexpr double kTwoPiDouble = 6.283185307179586;
 
@@ -26,8 +26,8 @@ double gaussian(vexakelo::ClassicRandom& random) {
     return std::sqrt(-2.0 * std::log(x1)) * std::cos(kTwoPiDouble * x2);
 }
 
-// The wave vector of element (i, j): no 2 pi or patch-size factor.
-float waveX(int i, int n) { return static_cast<float>(2 * i - n); }
+// One component of the wave vector of element (i, j): 2i - N (no 2 pi or patch-size factor).
+float waveNumber(int i, int n) { return static_cast<float>(2 * i - n); }
 
 }  // namespace
 
@@ -69,7 +69,7 @@ void VexaKeloOceanHelper::WaveModel::initialise(float amplifier, float gravity, 
     vexakelo::ClassicRandom random(seed_);
     for (int j = 0; j < height_; ++j) {
         for (int i = 0; i < width_; ++i) {
-            const float p = phillips(waveX(i, width_), waveX(j, height_));
+            const float p = phillips(waveNumber(i, width_), waveNumber(j, height_));
             const float s = std::sqrt(p * 0.5f);
             // Fixed draw order: real part (x1, x2), then imaginary part (x1, x2).
             const double ga = gaussian(random);
@@ -84,8 +84,8 @@ void VexaKeloOceanHelper::WaveModel::initialise(float amplifier, float gravity, 
 void VexaKeloOceanHelper::WaveModel::evolve(float time) {
     for (int j = 0; j < height_; ++j) {
         for (int i = 0; i < width_; ++i) {
-            const float kx = waveX(i, width_);
-            const float ky = waveX(j, height_);
+            const float kx = waveNumber(i, width_);
+            const float ky = waveNumber(j, height_);
             const float k = std::sqrt(kx * kx + ky * ky);
             const float omega = std::sqrt(k * gravity_);
             const float c = std::cos(omega * time);
