@@ -52,10 +52,6 @@ TEST(IntensityColorTool, TableIsTheCie1931Observer) {
     EXPECT_NEAR(sy, 10.686f, 0.002f);
     EXPECT_NEAR(sx / sy, 1.0f, 0.001f);
     EXPECT_NEAR(sz / sy, 1.0f, 0.001f);
-    // Peaks: y-bar 1.0 near 555 nm (0.995 at 560), x-bar 1.0622 at 600, z-bar 1.77211 at 450.
-    EXPECT_FLOAT_EQ(Tool::CIE2XYZ[18].y, 0.995f);
-    EXPECT_FLOAT_EQ(Tool::CIE2XYZ[22].x, 1.0622f);
-    EXPECT_FLOAT_EQ(Tool::CIE2XYZ[7].z, 1.77211f);
 }
 
 TEST(IntensityColorTool, BlackBodyChromaticityLiesOnThePlanckianLocus) {
