@@ -138,8 +138,12 @@ void VexaKeloLandScapeHelper::setName(const char* name) {
     }
 }
 
-void VexaKeloLandScapeHelper::setPercentage(float percentage) { percentage_ = percentage; }
-void VexaKeloLandScapeHelper::setTexture(vyr::TextureHandle texture) { texture_ = texture; }
+void VexaKeloLandScapeHelper::setPercentage(float percentage) {
+    percentage_ = percentage;
+}
+void VexaKeloLandScapeHelper::setTexture(vyr::TextureHandle texture) {
+    texture_ = texture;
+}
 
 void VexaKeloLandScapeHelper::initializeShader(vyr::Shader* shader) {
     vyr::TextureHandle handle(texture_);

@@ -26,7 +26,7 @@ public:
         std::uint32_t* pixels = nullptr;  // width x height, row by row
         int width = kSize;
         int height = kSize;
-        int gridSize = 0;  // S: grid points per side
+        int gridSize = 0;                   // S: grid points per side
         std::uint32_t above = 0x00000000u;  // pixel above the cut
         std::uint32_t below = 0xFFFFFFFFu;  // pixel at or below it
         float cut = 0.0f;

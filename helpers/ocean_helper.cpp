@@ -11,9 +11,8 @@
 
 namespace {
 
-constexpr std::size_t kTexels =
-    static_cast<std::size_t>(VexaKeloOceanHelper::WaveModel::kWidth) *
-    VexaKeloOceanHelper::WaveModel::kHeight;
+constexpr std::size_t kTexels = static_cast<std::size_t>(VexaKeloOceanHelper::WaveModel::kWidth) *
+                                VexaKeloOceanHelper::WaveModel::kHeight;
 
 // About 1/32768: (draw + 1) * this lies strictly between 0 and 1, so the logarithm is finite.
 constexpr double kInverseRange = 3.0517578e-5;
@@ -27,7 +26,9 @@ double gaussian(vexakelo::ClassicRandom& random) {
 }
 
 // One component of the wave vector of element (i, j): 2i - N (no 2 pi or patch-size factor).
-float waveNumber(int i, int n) { return static_cast<float>(2 * i - n); }
+float waveNumber(int i, int n) {
+    return static_cast<float>(2 * i - n);
+}
 
 }  // namespace
 
@@ -57,7 +58,7 @@ float VexaKeloOceanHelper::WaveModel::phillips(float kx, float ky) const {
 }
 
 void VexaKeloOceanHelper::WaveModel::initialise(float amplifier, float gravity, vyr::Vec2f wind,
-                                               float ratio) {
+                                                float ratio) {
     amplitude_ = amplifier;
     gravity_ = gravity;
     const float speed = std::sqrt(wind.x * wind.x + wind.y * wind.y);
@@ -165,11 +166,10 @@ void VexaKeloOceanHelper::WaveModel::correctSigns() {
 
 void VexaKeloOceanHelper::WaveModel::computeNormals() {
     const int n = width_;
-    const auto height = [&](int i, int j) {
-        return h_[2 * (static_cast<std::size_t>(j) * n + i)];
-    };
+    const auto height = [&](int i, int j) { return h_[2 * (static_cast<std::size_t>(j) * n + i)]; };
     // Real division: -2 (1/512 + 1/512) = -0.0078125.
-    const float dz = -2.0f * (1.0f / static_cast<float>(width_) + 1.0f / static_cast<float>(height_));
+    const float dz =
+        -2.0f * (1.0f / static_cast<float>(width_) + 1.0f / static_cast<float>(height_));
     for (int j = 0; j < height_; ++j) {
         // Deliberate: the row index also wraps modulo N (N = M here).
         const int up = (j + 1) % n;
@@ -227,7 +227,9 @@ VexaKeloOceanHelper& VexaKeloOceanHelper::operator=(const VexaKeloOceanHelper& o
     return *this;
 }
 
-VexaKeloOceanHelper::~VexaKeloOceanHelper() { releaseModel(); }
+VexaKeloOceanHelper::~VexaKeloOceanHelper() {
+    releaseModel();
+}
 
 void VexaKeloOceanHelper::releaseModel() {
     if (model_->owners_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
@@ -236,11 +238,21 @@ void VexaKeloOceanHelper::releaseModel() {
     model_ = nullptr;
 }
 
-void VexaKeloOceanHelper::setAmplifier(float amplifier) { amplifier_ = amplifier; }
-void VexaKeloOceanHelper::setGravity(float gravity) { gravity_ = gravity; }
-void VexaKeloOceanHelper::setRatio(float ratio) { ratio_ = ratio; }
-void VexaKeloOceanHelper::setSteepness(float steepness) { amplifier_ = steepness; }
-void VexaKeloOceanHelper::setTexture(vyr::TextureHandle texture) { texture_ = texture; }
+void VexaKeloOceanHelper::setAmplifier(float amplifier) {
+    amplifier_ = amplifier;
+}
+void VexaKeloOceanHelper::setGravity(float gravity) {
+    gravity_ = gravity;
+}
+void VexaKeloOceanHelper::setRatio(float ratio) {
+    ratio_ = ratio;
+}
+void VexaKeloOceanHelper::setSteepness(float steepness) {
+    amplifier_ = steepness;
+}
+void VexaKeloOceanHelper::setTexture(vyr::TextureHandle texture) {
+    texture_ = texture;
+}
 
 vyr::TextureHandle& VexaKeloOceanHelper::generateNormalMap() {
     vyr::TextureHandle handle(texture_);

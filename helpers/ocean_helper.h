@@ -22,8 +22,8 @@ public:
     // allocated once. Its steps are public so hosts and tests can run them one by one.
     class VYR_API WaveModel {
     public:
-        static constexpr int kWidth = 512;   // N
-        static constexpr int kHeight = 512;  // M
+        static constexpr int kWidth = 512;                   // N
+        static constexpr int kHeight = 512;                  // M
         static constexpr std::uint32_t kSeed = 1327828458u;  // 0x4F250DEA
 
         WaveModel();

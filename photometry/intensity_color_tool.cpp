@@ -80,10 +80,16 @@ const vyr::Mat3f IntensityColorTool::mXYZ2RGB = {{
 }};
 // clang-format on
 
-IntensityColorTool& IntensityColorTool::operator=(const IntensityColorTool&) { return *this; }
+IntensityColorTool& IntensityColorTool::operator=(const IntensityColorTool&) {
+    return *this;
+}
 
-double IntensityColorTool::c1() { return radiationConstants().c1; }
-double IntensityColorTool::c2() { return radiationConstants().c2; }
+double IntensityColorTool::c1() {
+    return radiationConstants().c1;
+}
+double IntensityColorTool::c2() {
+    return radiationConstants().c2;
+}
 
 double IntensityColorTool::BlackBody(double u, double w) {
     const RadiationConstants& k = radiationConstants();
@@ -112,9 +118,11 @@ vyr::Vec3f IntensityColorTool::BlackBodyXYZ(double temperature) {
 
 vyr::Vec3f IntensityColorTool::DefaultConvertXYZtoRGB(vyr::Vec3f xyz) {
     const float* m = mXYZ2RGB.m;
+    // clang-format off
     return {m[0] * xyz.x + m[1] * xyz.y + m[2] * xyz.z,
             m[3] * xyz.x + m[4] * xyz.y + m[5] * xyz.z,
             m[6] * xyz.x + m[7] * xyz.y + m[8] * xyz.z};
+    // clang-format on
 }
 
 vyr::Vec3f IntensityColorTool::kelvin2RGB(float temperature, float scale, vyr::Vec3f tint) {

@@ -175,9 +175,8 @@ void runKelvin(const KelvinOptions& options) {
     if (!std::isfinite(options.scale)) {
         throw Failure("kelvin: --scale must be a finite number");
     }
-    if (options.tint.size() != 3 ||
-        !std::all_of(options.tint.begin(), options.tint.end(),
-                     [](float v) { return std::isfinite(v); })) {
+    if (options.tint.size() != 3 || !std::all_of(options.tint.begin(), options.tint.end(),
+                                                 [](float v) { return std::isfinite(v); })) {
         throw Failure("kelvin: --tint takes three finite numbers R,G,B");
     }
     if (!options.swatch.empty() && !vkimage::hasExtension(options.swatch, ".png")) {

@@ -76,9 +76,8 @@ void runOcean(const OceanOptions& o) {
         // A normal map is data: store round(255 v) as the byte, undoing the writer's encoding.
         for (vyr::Vec4f& p : image.pixels) {
             const auto code = [](float v) {
-                return vkimage::srgb8ToLinear(
-                    static_cast<unsigned char>(std::lround(std::fmin(std::fmax(v, 0.0f), 1.0f) *
-                                                           255.0f)));
+                return vkimage::srgb8ToLinear(static_cast<unsigned char>(
+                    std::lround(std::fmin(std::fmax(v, 0.0f), 1.0f) * 255.0f)));
             };
             p = {code(p.x), code(p.y), code(p.z), 1.0f};
         }

@@ -1,6 +1,8 @@
 // The kelvin, ocean and landscape commands end to end: output files that read back, printed
 // colours, and one-line failures that leave nothing behind.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -8,8 +10,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "image_io.h"
 
@@ -40,8 +40,8 @@ protected:
         if (std::string(VEXAKELO_CLI).empty() || !fs::exists(VEXAKELO_CLI)) {
             GTEST_SKIP() << "the vexakelo program is not built";
         }
-        directory_ = fs::temp_directory_path() /
-                     ("vexakelo_helpers_cli_" + std::to_string(::getpid()));
+        directory_ =
+            fs::temp_directory_path() / ("vexakelo_helpers_cli_" + std::to_string(::getpid()));
         fs::create_directories(directory_);
     }
     void TearDown() override {
@@ -129,8 +129,8 @@ TEST_F(HelpersCli, BadInputFailsInOneLineAndWritesNothing) {
         "landscape --percentage inf ",
     };
     for (const char* arguments : cases) {
-        const std::string command = std::string(arguments) +
-                                    (std::string(arguments).back() == ' ' ? out : "");
+        const std::string command =
+            std::string(arguments) + (std::string(arguments).back() == ' ' ? out : "");
         const CommandResult r = run(command);
         EXPECT_NE(r.status, 0) << command;
         EXPECT_EQ(std::count(r.output.begin(), r.output.end(), '\n'), 1) << r.output;

@@ -9,6 +9,7 @@
 #include <variant>
 #include <vector>
 
+#include "descriptor_positions.h"
 #include "vyr_host.h"
 
 namespace {
@@ -84,7 +85,8 @@ TEST(LandscapeGenerator, FieldTilesAndIsRepeatable) {
     const std::vector<float> grid = grownGrid(Helper::kDefaultSeed, 0.3f);
     for (int i = 0; i < kS; ++i) {
         ASSERT_EQ(grid[i], grid[static_cast<std::size_t>(512) * kS + i]) << "column " << i;
-        ASSERT_EQ(grid[static_cast<std::size_t>(i) * kS], grid[static_cast<std::size_t>(i) * kS + 512])
+        ASSERT_EQ(grid[static_cast<std::size_t>(i) * kS],
+                  grid[static_cast<std::size_t>(i) * kS + 512])
             << "row " << i;
     }
     EXPECT_EQ(grid[0], 0.0f);
@@ -218,13 +220,8 @@ TEST(LandscapeHelper, BindsAnRgba8MaskAndTheColour) {
     const vyr::host::TextureObject* mask = vyr::host::textureOf(texture);
     ASSERT_NE(mask, nullptr);
     const vyr::TextureDescriptor& d = mask->descriptor();
-    const int expected[] = {1, 1, 4, 1, 0, 0, 1, 512, 512, 0};
-    const int actual[] = {d.dimension,    d.usage,        d.format, d.reserved4[0],
-                          d.reserved4[1], d.reserved4[2], d.levels, d.width,
-                          d.height,       d.reserved10};
-    for (int p = 0; p < 10; ++p) {
-        EXPECT_EQ(actual[p], expected[p]) << "position " << p + 1;
-    }
+    const std::array<std::int32_t, 10> expected = {1, 1, 4, 1, 0, 0, 1, 512, 512, 0};
+    EXPECT_EQ(leadingPositions(d), expected);
     EXPECT_EQ(d.range.y, 1.0f);
     EXPECT_EQ(d.range.w, 1.0f);
 

@@ -13,6 +13,7 @@
 #include <variant>
 #include <vector>
 
+#include "descriptor_positions.h"
 #include "helpers/classic_random.h"
 #include "vyr_host.h"
 
@@ -23,7 +24,9 @@ constexpr int kN = Model::kWidth;
 constexpr std::size_t kTexels = static_cast<std::size_t>(Model::kWidth) * Model::kHeight;
 
 // Element (i, j) of an interleaved complex array.
-std::size_t at(int i, int j) { return 2 * (static_cast<std::size_t>(j) * kN + i); }
+std::size_t at(int i, int j) {
+    return 2 * (static_cast<std::size_t>(j) * kN + i);
+}
 
 std::vector<float> normalsOf(const VexaKeloOceanHelper& helper) {
     const float* n = helper.model().normals();
@@ -52,10 +55,10 @@ TEST(OceanSpectrum, PhillipsByHand) {
         {4.0f, 0.0f, 0.00665321379f},
         // k = (3, 4): kappa 5, d = 0.6: exp(-1/2500 - 0.25) / 625 x 2 x 0.36
         {3.0f, 4.0f, 0.000896819702f},
-        {0.0f, 0.0f, 0.0f},    // no wave vector
-        {-4.0f, 0.0f, 0.0f},   // against the wind
-        {0.0f, 4.0f, 0.0f},    // across the wind: d = 0 is removed too
-        {-3.0f, 4.0f, 0.0f},   // d = -0.6
+        {0.0f, 0.0f, 0.0f},   // no wave vector
+        {-4.0f, 0.0f, 0.0f},  // against the wind
+        {0.0f, 4.0f, 0.0f},   // across the wind: d = 0 is removed too
+        {-3.0f, 4.0f, 0.0f},  // d = -0.6
     };
     for (const Row& r : rows) {
         EXPECT_NEAR(model.phillips(r.kx, r.ky), r.expected, 1e-6f * r.expected + 1e-30f)
@@ -116,8 +119,8 @@ TEST(OceanTransform, MatchesADirectDft) {
             std::complex<double> sum = 0.0;
             for (std::size_t n = 0; n < count; ++n) {
                 const double angle = 2.0 * 3.14159265358979323846 * double(n * k) / double(count);
-                sum += std::complex<double>(input[2 * n], input[2 * n + 1]) *
-                       std::polar(1.0, angle);
+                sum +=
+                    std::complex<double>(input[2 * n], input[2 * n + 1]) * std::polar(1.0, angle);
             }
             EXPECT_NEAR(data[2 * k], sum.real(), 2e-5) << count << " k=" << k;
             EXPECT_NEAR(data[2 * k + 1], sum.imag(), 2e-5) << count << " k=" << k;
@@ -143,8 +146,12 @@ TEST(OceanNormals, SignsAndWrapAroundByHand) {
     // Sign correction: every (i + j) odd element negated, both parts.
     std::fill(h, h + 2 * kTexels, 1.0f);
     model.correctSigns();
-    for (const auto& [i, j, sign] : {std::tuple{0, 0, 1.0f}, {1, 0, -1.0f}, {0, 1, -1.0f},
-                                    {1, 1, 1.0f}, {511, 0, -1.0f}, {511, 511, 1.0f}}) {
+    for (const auto& [i, j, sign] : {std::tuple{0, 0, 1.0f},
+                                     {1, 0, -1.0f},
+                                     {0, 1, -1.0f},
+                                     {1, 1, 1.0f},
+                                     {511, 0, -1.0f},
+                                     {511, 511, 1.0f}}) {
         EXPECT_EQ(h[at(i, j)], sign) << i << "," << j;
         EXPECT_EQ(h[at(i, j) + 1], sign) << i << "," << j;
     }
@@ -231,13 +238,8 @@ TEST(OceanHelper, BindsAUnitNormalTextureAsWaveNormal) {
     const vyr::host::TextureObject* map = vyr::host::textureOf(host.texture);
     ASSERT_NE(map, nullptr);
     const vyr::TextureDescriptor& d = map->descriptor();
-    const int expected[] = {1, 1, 3, 0, 0, 0, 1, 512, 512, 0};
-    const int actual[] = {d.dimension,    d.usage,        d.format, d.reserved4[0],
-                          d.reserved4[1], d.reserved4[2], d.levels, d.width,
-                          d.height,       d.reserved10};
-    for (int p = 0; p < 10; ++p) {
-        EXPECT_EQ(actual[p], expected[p]) << "position " << p + 1;
-    }
+    const std::array<std::int32_t, 10> expected = {1, 1, 3, 0, 0, 0, 1, 512, 512, 0};
+    EXPECT_EQ(leadingPositions(d), expected);
     for (const std::uint64_t word : d.reserved12) {
         EXPECT_EQ(word, 0u);
     }
