@@ -38,9 +38,9 @@ struct Setup {
         descriptor.data = texels.data();
         map.get()->create(descriptor);
 
-        for (const char* name : {"vexa_kelo_Lgt_Spot", "vexa_kelo_Lgt_PhotometricWeb",
-                                 "vexa_kelo_Lgt_Sphere", "vexa_kelo_Lgt_Diffuse",
-                                 "vexa_kelo_Lgt_Sky", "vexa_kelo_Env_Sky"}) {
+        for (const char* name :
+             {"vexa_kelo_Lgt_Spot", "vexa_kelo_Lgt_PhotometricWeb", "vexa_kelo_Lgt_Sphere",
+              "vexa_kelo_Lgt_Diffuse", "vexa_kelo_Lgt_Sky", "vexa_kelo_Env_Sky"}) {
             vkhost::ShaderPtr object = library.create(name);
             vkhost::ParameterBlock block(name, vkhost::declareLayout(object.get()), object.get());
             const std::string key = name;
@@ -107,8 +107,8 @@ void BM_Shade(benchmark::State& bench, const char* name) {
 
 const int kCores = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
 
-#define LIGHT_BENCH(Name)                                                                  \
-    BENCHMARK_CAPTURE(BM_Shade, Name, #Name);                                              \
+#define LIGHT_BENCH(Name)                     \
+    BENCHMARK_CAPTURE(BM_Shade, Name, #Name); \
     BENCHMARK_CAPTURE(BM_Shade, Name##_all_cores, #Name)->Threads(kCores)->UseRealTime();
 
 LIGHT_BENCH(vexa_kelo_Lgt_Spot)

@@ -139,9 +139,8 @@ inline Vec3f skyModel(Vec3f v, Vec3f s, float T) {
 
 namespace vyr {
 
-class vexa_kelo_Env_Sky final
-    : public vexakelo::ShaderFrame<vexa_kelo_Env_Sky, EnvironmentShader,
-                                   vexakelo::SkyEnvironmentParams> {
+class vexa_kelo_Env_Sky final : public vexakelo::ShaderFrame<vexa_kelo_Env_Sky, EnvironmentShader,
+                                                             vexakelo::SkyEnvironmentParams> {
 public:
     static constexpr std::string_view kName = "vexa_kelo_Env_Sky";
     static std::span<const vexakelo::ParamDesc> parameters() {
@@ -213,8 +212,8 @@ public:
                 t = t < 0.0f ? 0.0f : (t > 1.0f ? 1.0f : t);
                 const float w = t * t * (3.0f - 2.0f * t);
                 const float keep = 1.0f - w;
-                state->outColor = {keep * C.x + w * G.x, keep * C.y + w * G.y,
-                                   keep * C.z + w * G.z, keep * 0.0f + w * G.w};
+                state->outColor = {keep * C.x + w * G.x, keep * C.y + w * G.y, keep * C.z + w * G.z,
+                                   keep * 0.0f + w * G.w};
             } else {
                 state->outColor = G;
             }

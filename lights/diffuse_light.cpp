@@ -11,8 +11,7 @@
 namespace vyr {
 
 class vexa_kelo_Lgt_Diffuse final
-    : public vexakelo::ShaderFrame<vexa_kelo_Lgt_Diffuse, LightShader,
-                                   vexakelo::AreaLightParams> {
+    : public vexakelo::ShaderFrame<vexa_kelo_Lgt_Diffuse, LightShader, vexakelo::AreaLightParams> {
 public:
     static constexpr std::string_view kName = "vexa_kelo_Lgt_Diffuse";
     static std::span<const vexakelo::ParamDesc> parameters() { return vexakelo::kAreaLightTable; }
@@ -40,8 +39,8 @@ public:
         Vec3f scratch;
         const Vec3f T = *context->traceShadow(&scratch, &state->position, &state->lightPosition);
         state->lightShadow = T;
-        const Vec3f B = shadowColorBlend(T, params.color, S, params.lightAffectShadowCol,
-                                         params.shadowDensity);
+        const Vec3f B =
+            shadowColorBlend(T, params.color, S, params.lightAffectShadowCol, params.shadowDensity);
         state->lightColor = B * (g * params.intensity);
         // The shadow is already folded into lightColor.
         state->lightShadow = {1.0f, 1.0f, 1.0f};

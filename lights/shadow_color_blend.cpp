@@ -20,8 +20,7 @@ float blendChannel(float s, float L, float S, bool affect, float a) {
 
 }  // namespace
 
-vyr::Vec3f shadowColorBlend(vyr::Vec3f T, vyr::Vec3f L, vyr::Vec3f S, bool affect,
-                            float density) {
+vyr::Vec3f shadowColorBlend(vyr::Vec3f T, vyr::Vec3f L, vyr::Vec3f S, bool affect, float density) {
     // Shadow amount per channel: 0 where fully lit.
     const float sr = (1.0f - T.x) * density;
     const float sg = (1.0f - T.y) * density;

@@ -10,8 +10,7 @@ namespace vexakelo {
 // Tints the light colour L by the shadow colour S where the transmittance T says the point is
 // shadowed. `affect` multiplies the shadow colour by the light colour ("lightAffectShadowCol");
 // `density` scales the shadow amount ("shadowDensity").
-vyr::Vec3f shadowColorBlend(vyr::Vec3f T, vyr::Vec3f L, vyr::Vec3f S, bool affect,
-                            float density);
+vyr::Vec3f shadowColorBlend(vyr::Vec3f T, vyr::Vec3f L, vyr::Vec3f S, bool affect, float density);
 
 // The rgb of the map at uv, or black when the handle holds no texture.
 vyr::Vec3f sampleShadowColor(const vyr::TextureHandle& map, vyr::Vec2f uv);

@@ -10,8 +10,7 @@
 namespace vyr {
 
 class vexa_kelo_Lgt_Sphere final
-    : public vexakelo::ShaderFrame<vexa_kelo_Lgt_Sphere, LightShader,
-                                   vexakelo::AreaLightParams> {
+    : public vexakelo::ShaderFrame<vexa_kelo_Lgt_Sphere, LightShader, vexakelo::AreaLightParams> {
 public:
     static constexpr std::string_view kName = "vexa_kelo_Lgt_Sphere";
     static std::span<const vexakelo::ParamDesc> parameters() { return vexakelo::kAreaLightTable; }
@@ -32,8 +31,8 @@ public:
         Vec3f scratch;
         const Vec3f T = *context->traceShadow(&scratch, &state->position, &state->lightPosition);
         state->lightShadow = T;
-        const Vec3f B = shadowColorBlend(T, params.color, S, params.lightAffectShadowCol,
-                                         params.shadowDensity);
+        const Vec3f B =
+            shadowColorBlend(T, params.color, S, params.lightAffectShadowCol, params.shadowDensity);
         state->lightColor = B * (params.intensity / D);
         // The shadow is already folded into lightColor.
         state->lightShadow = {1.0f, 1.0f, 1.0f};

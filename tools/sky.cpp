@@ -179,8 +179,9 @@ void setupSky(CLI::App& app) {
     auto options = std::make_shared<SkyOptions>();
     CLI::App* command = app.add_subcommand(
         "sky", "render the daylight sky as a fisheye (OUT) and a lat-long panorama (OUT_latlong)");
-    command->add_option("--sun", options->sun,
-                        "sun azimuth from north through east and elevation, degrees: AZ,EL")
+    command
+        ->add_option("--sun", options->sun,
+                     "sun azimuth from north through east and elevation, degrees: AZ,EL")
         ->required();
     command->add_option("--haze", options->haze, "turbidity minus 2 (default 0)");
     command->add_option("--size", options->size,

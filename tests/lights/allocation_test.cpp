@@ -1,8 +1,8 @@
 // Shading allocates nothing: global operator new is replaced in this program and counts while a
 // flag is up, across many shading calls of every light and the sky with all their features on.
 #include <atomic>
-#include <functional>
 #include <cstdlib>
+#include <functional>
 #include <new>
 
 #include "light_support.h"
@@ -19,7 +19,9 @@ void* allocate(std::size_t size) {
 }
 
 // Out of line, so the compiler does not pair the malloc above with this free and complain.
-[[gnu::noinline]] void release(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void release(void* memory) noexcept {
+    std::free(memory);
+}
 }  // namespace
 
 void* operator new(std::size_t size) {
@@ -29,15 +31,33 @@ void* operator new(std::size_t size) {
     }
     return memory;
 }
-void* operator new[](std::size_t size) { return operator new(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
-void operator delete(void* memory) noexcept { release(memory); }
-void operator delete[](void* memory) noexcept { release(memory); }
-void operator delete(void* memory, std::size_t) noexcept { release(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { release(memory); }
-void operator delete(void* memory, const std::nothrow_t&) noexcept { release(memory); }
-void operator delete[](void* memory, const std::nothrow_t&) noexcept { release(memory); }
+void* operator new[](std::size_t size) {
+    return operator new(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return allocate(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return allocate(size);
+}
+void operator delete(void* memory) noexcept {
+    release(memory);
+}
+void operator delete[](void* memory) noexcept {
+    release(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    release(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+    release(memory);
+}
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
+    release(memory);
+}
+void operator delete[](void* memory, const std::nothrow_t&) noexcept {
+    release(memory);
+}
 
 namespace lights_test {
 namespace {
@@ -61,8 +81,8 @@ TEST(LightAllocations, CreationAllocatesTheObjectOnly) {
 }
 
 TEST(LightAllocations, ShadingAllocatesNothing) {
-    const vyr::TextureHandle map = rgbTexture(2, 2, {0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f, 0.7f,
-                                                     0.8f, 0.9f, 1.0f, 0.5f, 0.25f});
+    const vyr::TextureHandle map =
+        rgbTexture(2, 2, {0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f, 0.7f, 0.8f, 0.9f, 1.0f, 0.5f, 0.25f});
     const vyr::TextureHandle web = floatTexture(2, 2, {0.25f, 0.5f, 0.75f, 1.0f});
     std::vector<HostShader> shaders;
     for (const char* name : {"vexa_kelo_Lgt_Spot", "vexa_kelo_Lgt_PhotometricWeb",

@@ -17,7 +17,9 @@
 #include "vyr_host.h"
 
 namespace vyr {
-inline void PrintTo(const Vec2f& v, std::ostream* os) { *os << "(" << v.x << ", " << v.y << ")"; }
+inline void PrintTo(const Vec2f& v, std::ostream* os) {
+    *os << "(" << v.x << ", " << v.y << ")";
+}
 inline void PrintTo(const Vec3f& v, std::ostream* os) {
     *os << "(" << v.x << ", " << v.y << ", " << v.z << ")";
 }
@@ -127,7 +129,8 @@ inline vyr::ShadingState lightState(vyr::Vec3f axis, vyr::Vec3f toPoint, float d
     return state;
 }
 
-inline void expectVec(const vyr::Vec3f& actual, const vyr::Vec3f& expected, float tolerance = 0.0f) {
+inline void expectVec(const vyr::Vec3f& actual, const vyr::Vec3f& expected,
+                      float tolerance = 0.0f) {
     if (tolerance == 0.0f) {
         EXPECT_FLOAT_EQ(actual.x, expected.x);
         EXPECT_FLOAT_EQ(actual.y, expected.y);

@@ -20,8 +20,8 @@ struct CliRun {
 
 CliRun runCli(const std::string& arguments, const fs::path& directory) {
     const fs::path errors = directory / "stderr.txt";
-    const std::string command = std::string(VEXAKELO_CLI) + " " + arguments + " 2> " +
-                                errors.string() + " > /dev/null";
+    const std::string command =
+        std::string(VEXAKELO_CLI) + " " + arguments + " 2> " + errors.string() + " > /dev/null";
     const int status = std::system(command.c_str());
     std::ifstream in(errors);
     std::stringstream text;
@@ -35,9 +35,10 @@ protected:
         if (std::string(VEXAKELO_CLI).empty() || !fs::exists(VEXAKELO_CLI)) {
             GTEST_SKIP() << "the vexakelo program is not built";
         }
-        directory_ = fs::temp_directory_path() /
-                     ("vexakelo_sky_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
-                      "_" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        directory_ =
+            fs::temp_directory_path() /
+            ("vexakelo_sky_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
+             "_" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
         fs::remove_all(directory_);
         fs::create_directories(directory_);
     }

@@ -78,10 +78,8 @@ TEST(SkyEnvironment, DepthLimitAndMultiplierGiveTransparentBlack) {
         float multiplier;
     };
     const Row rows[] = {
-        {"depth at the limit", 5, 5, 1.0f},
-        {"depth past the limit", 9, 5, 1.0f},
-        {"signed comparison: limit -1", 0, -1, 1.0f},
-        {"multiplier 0", 0, 5, 0.0f},
+        {"depth at the limit", 5, 5, 1.0f},           {"depth past the limit", 9, 5, 1.0f},
+        {"signed comparison: limit -1", 0, -1, 1.0f}, {"multiplier 0", 0, 5, 0.0f},
         {"negative multiplier", 0, 5, -2.0f},
     };
     for (const Row& row : rows) {

@@ -60,9 +60,9 @@ TEST(SpotLight, DistanceTermAndIntegratedColor) {
     // integratedColor (0.5, 1, 2), f = powf(1, 1) = 1: lightColor = (1/D) * colour with
     // D = distance^2 * multiplier.
     const Row rows[] = {
-        {2.0f, 1.0f, {0.125f, 0.25f, 0.5f}},      // D = 4
-        {2.0f, 0.25f, {0.5f, 1.0f, 2.0f}},        // D = 1
-        {1.0f, 4.0f, {0.125f, 0.25f, 0.5f}},      // multiplier 4 = twice the distance
+        {2.0f, 1.0f, {0.125f, 0.25f, 0.5f}},           // D = 4
+        {2.0f, 0.25f, {0.5f, 1.0f, 2.0f}},             // D = 1
+        {1.0f, 4.0f, {0.125f, 0.25f, 0.5f}},           // multiplier 4 = twice the distance
         {0.0f, 1.0f, {INFINITY, INFINITY, INFINITY}},  // no guard on a zero distance
     };
     for (const Row& row : rows) {
@@ -212,9 +212,9 @@ TEST(SpotLight, ShadowColorMapProjection) {
         vyr::Vec2f uv;
     };
     const Row rows[] = {
-        {{0.0f, 0.0f, -1.0f}, {0.5f, 0.5f}},           // along the axis: the centre
-        {{0.25f / k, 0.0f, -1.0f}, {0.75f, 0.5f}},     // -k (0.25/k) / -1 + 0.5
-        {{0.0f, 0.25f / k, -1.0f}, {0.5f, 0.75f}},     // 1 - (0.25 / -1 + 0.5)
+        {{0.0f, 0.0f, -1.0f}, {0.5f, 0.5f}},        // along the axis: the centre
+        {{0.25f / k, 0.0f, -1.0f}, {0.75f, 0.5f}},  // -k (0.25/k) / -1 + 0.5
+        {{0.0f, 0.25f / k, -1.0f}, {0.5f, 0.75f}},  // 1 - (0.25 / -1 + 0.5)
         {{-0.5f / k, -0.5f / k, -2.0f}, {0.25f, 0.25f}},
     };
     for (const Row& row : rows) {

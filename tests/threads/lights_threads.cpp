@@ -78,9 +78,9 @@ TEST(LightsThreads, ConcurrentShadingMatchesOneThread) {
     ASSERT_EQ(map.get()->create(descriptor), 0);
 
     std::vector<Shared> shaders;
-    for (const char* name : {"vexa_kelo_Lgt_Spot", "vexa_kelo_Lgt_PhotometricWeb",
-                             "vexa_kelo_Lgt_Sphere", "vexa_kelo_Lgt_Diffuse", "vexa_kelo_Lgt_Sky",
-                             "vexa_kelo_Env_Sky"}) {
+    for (const char* name :
+         {"vexa_kelo_Lgt_Spot", "vexa_kelo_Lgt_PhotometricWeb", "vexa_kelo_Lgt_Sphere",
+          "vexa_kelo_Lgt_Diffuse", "vexa_kelo_Lgt_Sky", "vexa_kelo_Env_Sky"}) {
         vkhost::ShaderPtr object = library.create(name);
         vkhost::ParameterBlock block(name, vkhost::declareLayout(object.get()), object.get());
         const bool environment = object->getShaderKind() == vyr::kEnvironmentKind;
@@ -115,9 +115,8 @@ TEST(LightsThreads, ConcurrentShadingMatchesOneThread) {
     for (int t = 0; t < kThreads; ++t) {
         ASSERT_EQ(results[t].size(), reference.size());
         // Bitwise, NaN included.
-        EXPECT_EQ(std::memcmp(results[t].data(), reference.data(),
-                              reference.size() * sizeof(float)),
-                  0)
+        EXPECT_EQ(
+            std::memcmp(results[t].data(), reference.data(), reference.size() * sizeof(float)), 0)
             << "thread " << t;
     }
 }
