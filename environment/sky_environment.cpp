@@ -11,6 +11,7 @@
 #include "frame/vec_math.h"
 
 namespace vexakelo {
+namespace {
 
 // Half turn of the model, as the model spells it.
 inline constexpr float kSkyPi = 3.141593f;
@@ -23,6 +24,8 @@ inline constexpr float kFallbackUnitFactor = 1.25e-5f;
 // Deliberate: the default unit factor is 0.000666667 (0.00066666701 as a float), a few units in
 // the last place above the float nearest 1/1500; hosts read this value back as the default.
 inline constexpr float kOneOver1500 = 0.000666667f;
+
+}  // namespace
 
 struct SkyEnvironmentParams {
     // The factory leaves the sun to the host; a fresh sky has it at the zenith.
@@ -53,6 +56,8 @@ inline constexpr ParamDesc kSkyEnvironmentTable[] = {
 static_assert(isOrderedTable<SkyEnvironmentParams>(kSkyEnvironmentTable));
 static_assert(offsetof(SkyEnvironmentParams, multiplier) == 48, "after the bool");
 
+namespace {
+
 // Coefficients of one Perez distribution, each linear in the turbidity.
 struct Perez {
     float A, B, C, D, E;
@@ -60,7 +65,7 @@ struct Perez {
 
 // The Perez distribution at view elevation cosine vz, angle gamma and cosine c to the sun,
 // relative to its value at the zenith for a sun at cosine sz and angle thetaS.
-inline float perezRatio(const Perez& k, float vz, float gamma, float c, float thetaS, float sz) {
+float perezRatio(const Perez& k, float vz, float gamma, float c, float thetaS, float sz) {
     const float numerator = (1.0f + k.A * std::exp(k.B / vz)) *
                             (1.0f + k.C * std::exp(k.D * gamma) + k.E * std::pow(c, 2.0f));
     const float denominator = (1.0f + k.A * std::exp(k.B)) *
@@ -70,7 +75,7 @@ inline float perezRatio(const Perez& k, float vz, float gamma, float c, float th
 
 // Holds a direction just above the horizon: (x, y, 0.001) brought to unit length, unless the
 // root is not positive.
-inline Vec3f holdAtHorizon(Vec3f d) {
+Vec3f holdAtHorizon(Vec3f d) {
     const float root = std::sqrt(d.x * d.x + d.y * d.y + kHorizonZSquared);
     if (!(root > 0.0f)) {
         return {d.x, d.y, kHorizonZ};
@@ -79,7 +84,7 @@ inline Vec3f holdAtHorizon(Vec3f d) {
 }
 
 // Sky colour (RGB, the model's photometric units) for unit view v and sun s above the horizon.
-inline Vec3f skyModel(Vec3f v, Vec3f s, float T) {
+Vec3f skyModel(Vec3f v, Vec3f s, float T) {
     const float thetaS = std::acos(s.z);
     const float chi = (0.4444444f - T / 120.0f) * (kSkyPi - 2.0f * thetaS);
     // Deliberate: the 1000 multiplies the tangent term only.
@@ -135,6 +140,7 @@ inline Vec3f skyModel(Vec3f v, Vec3f s, float T) {
             kSkyPi * (0.056f * X + -0.204f * Y + 1.057f * Z)};
 }
 
+}  // namespace
 }  // namespace vexakelo
 
 namespace vyr {
@@ -208,8 +214,7 @@ public:
             const float b = params.horizon_blur / 10.0f;
             if (b > 0.0f) {
                 float t = -z0 / b;
-                t = t > 1.0f ? 1.0f : t;
-                t = t < 0.0f ? 0.0f : (t > 1.0f ? 1.0f : t);
+                t = t > 1.0f ? 1.0f : (t < 0.0f ? 0.0f : t);
                 const float w = t * t * (3.0f - 2.0f * t);
                 const float keep = 1.0f - w;
                 state->outColor = {keep * C.x + w * G.x, keep * C.y + w * G.y, keep * C.z + w * G.z,

@@ -11,6 +11,7 @@
 #include "lights/shadow_color_blend.h"
 
 namespace vexakelo {
+namespace {
 
 // Photometric types of "web_photo_type".
 inline constexpr std::int32_t kWebTypeC = 1;
@@ -20,6 +21,8 @@ inline constexpr std::int32_t kWebTypeA = 3;
 // Deliberate: a half turn of 3.141593, one unit in the last place above the float nearest pi.
 inline constexpr float kWebHalfTurn = 3.141593f;
 inline constexpr float kInvTwoPi = 0.1591549f;
+
+}  // namespace
 
 struct PhotometricWebParams {
     vyr::Vec3f rgbLightColor{1.0f, 1.0f, 1.0f};
@@ -64,14 +67,17 @@ static_assert(offsetof(PhotometricWebParams, webMap) == 16, "texture handle on 8
 static_assert(offsetof(PhotometricWebParams, shadowCol) == 100, "after the bool");
 static_assert(offsetof(PhotometricWebParams, shadowColMap) == 128, "texture handle on 8 bytes");
 
+namespace {
+
 // (a, b) turned by the angle whose cosine and sine are given.
-inline void rotatePair(float& a, float& b, float cosine, float sine) {
+void rotatePair(float& a, float& b, float cosine, float sine) {
     const float a1 = a * cosine - b * sine;
     const float b1 = a * sine + b * cosine;
     a = a1;
     b = b1;
 }
 
+}  // namespace
 }  // namespace vexakelo
 
 namespace vyr {
