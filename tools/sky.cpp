@@ -69,6 +69,7 @@ public:
         block.set("sun_direction", sun);
         block.set("haze", haze);
         block.applyTo(object_.get());
+        context_.recording = false;  // the sky calls nothing back; keep it that way cheaply
     }
 
     // Linear RGB seen along the direction, alpha 1 (the environment's own alpha, 0 for sky and

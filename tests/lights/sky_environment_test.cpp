@@ -71,6 +71,18 @@ TEST(SkyEnvironment, BehindTheSunWithHaze) {
                    2e-5f);
 }
 
+TEST(SkyEnvironment, CosineAboveOneIsFoldedBack) {
+    // The view is used as given: (0, 0, 1.5) against the zenith sun has dot 1.5, folded to
+    // 2 - 1.5 = 0.5 in both distributions (an unfolded acos(1.5) would be NaN). T = 2:
+    //   FY = (1 + A exp(B / 1.5)) (1 + C exp(D pi/3) + E 0.25) / ((1 + A exp(B)) (1 + C + E))
+    //      = 0.1179021, Y = 13514.461 FY = 1593.3838;
+    //   Fx = 0.8549696, x = 0.266748 Fx = 0.2280614; Fy = 0.8308293, y = 0.277197 Fy = 0.2303034;
+    //   X = 1577.8726, Z = 3747.3732; RGB times 0.00066666701 = (1.6648673, 3.3879356, 7.8001272).
+    HostShader sky("vexa_kelo_Env_Sky");
+    expectRelative(skyColor(sky, {0.0f, 0.0f, 1.5f}), {1.6648673f, 3.3879356f, 7.8001272f, 0.0f},
+                   2e-5f);
+}
+
 TEST(SkyEnvironment, DepthLimitAndMultiplierGiveTransparentBlack) {
     struct Row {
         const char* what;
