@@ -232,6 +232,15 @@ TEST(SpotLight, ShadowColorMapProjection) {
         EXPECT_NEAR(probe.last.x, row.uv.x, 1e-6f);
         EXPECT_NEAR(probe.last.y, row.uv.y, 1e-6f);
     }
+    // d.z = 0 is not guarded: the host's texture receives u = -k / 0 + 0.5 = -infinity.
+    ProbeTexture probe;
+    HostShader spot("vexa_kelo_Lgt_Spot");
+    spot.set("useShadowColMap", true).set("shadowColMap", probe.handle());
+    vkhost::ScriptedContext context;
+    vyr::ShadingState state = lightState({0.0f, 0.0f, -1.0f}, {1.0f, 0.0f, 0.0f}, 1.0f);
+    spot.shade(context, state);
+    ASSERT_EQ(probe.calls, 1);
+    EXPECT_EQ(probe.last.x, -INFINITY);
 }
 
 }  // namespace
