@@ -36,14 +36,9 @@ public:
         const Vec3f S = params.useShadowColMap
                             ? faceShadowColor(params.shadowColMap, state->lightToPoint)
                             : params.shadowCol;
-        Vec3f scratch;
-        const Vec3f T = *context->traceShadow(&scratch, &state->position, &state->lightPosition);
-        state->lightShadow = T;
-        const Vec3f B =
-            shadowColorBlend(T, params.color, S, params.lightAffectShadowCol, params.shadowDensity);
+        const Vec3f B = tracedShadowBlend(context, state, params.color, S,
+                                          params.lightAffectShadowCol, params.shadowDensity);
         state->lightColor = B * (g * params.intensity);
-        // The shadow is already folded into lightColor.
-        state->lightShadow = {1.0f, 1.0f, 1.0f};
     }
 };
 

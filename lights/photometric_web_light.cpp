@@ -131,14 +131,9 @@ public:
 
         const Vec3f S = params.useShadowColMap ? projectedShadowColor(params.shadowColMap, d)
                                                : params.shadowCol;
-        Vec3f scratch;
-        const Vec3f T = *context->traceShadow(&scratch, &state->position, &state->lightPosition);
-        state->lightShadow = T;
-        const Vec3f C = shadowColorBlend(T, params.rgbLightColor, S, params.lightAffectShadowCol,
-                                         params.shadowDensity);
+        const Vec3f C = tracedShadowBlend(context, state, params.rgbLightColor, S,
+                                          params.lightAffectShadowCol, params.shadowDensity);
         state->lightColor = C * (w / D);
-        // The shadow is already folded into lightColor.
-        state->lightShadow = {1.0f, 1.0f, 1.0f};
     }
 
 private:

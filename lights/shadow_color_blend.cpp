@@ -33,6 +33,17 @@ vyr::Vec3f shadowColorBlend(vyr::Vec3f T, vyr::Vec3f L, vyr::Vec3f S, bool affec
             blendChannel(sb, L.z, S.z, affect, a)};
 }
 
+vyr::Vec3f tracedShadowBlend(vyr::ShadingContext* context, vyr::ShadingState* state, vyr::Vec3f L,
+                             vyr::Vec3f S, bool affect, float density) {
+    vyr::Vec3f scratch;
+    const vyr::Vec3f T = *context->traceShadow(&scratch, &state->position, &state->lightPosition);
+    state->lightShadow = T;
+    const vyr::Vec3f B = shadowColorBlend(T, L, S, affect, density);
+    // The host must not apply the shadow a second time.
+    state->lightShadow = {1.0f, 1.0f, 1.0f};
+    return B;
+}
+
 vyr::Vec3f sampleShadowColor(const vyr::TextureHandle& map, vyr::Vec2f uv) {
     // Deliberate: an empty map gives black, not the "shadowCol" parameter.
     vyr::Vec4f texel{0.0f, 0.0f, 0.0f, 1.0f};

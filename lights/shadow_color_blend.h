@@ -12,6 +12,12 @@ namespace vexakelo {
 // `density` scales the shadow amount ("shadowDensity").
 vyr::Vec3f shadowColorBlend(vyr::Vec3f T, vyr::Vec3f L, vyr::Vec3f S, bool affect, float density);
 
+// The shadowed light of the coloured-shadow lights: traces the shadow ray from position to
+// lightPosition and blends L towards S by its transmittance. lightShadow ends as (1, 1, 1): the
+// shadow is inside the result, which the caller scales by its fall-off into lightColor.
+vyr::Vec3f tracedShadowBlend(vyr::ShadingContext* context, vyr::ShadingState* state, vyr::Vec3f L,
+                             vyr::Vec3f S, bool affect, float density);
+
 // The rgb of the map at uv, or black when the handle holds no texture.
 vyr::Vec3f sampleShadowColor(const vyr::TextureHandle& map, vyr::Vec2f uv);
 

@@ -89,14 +89,9 @@ public:
         const Vec3f S = params.useShadowColMap
                             ? projectedShadowColor(params.shadowColMap, state->lightToPoint)
                             : params.shadowCol;
-        Vec3f scratch;
-        const Vec3f T = *context->traceShadow(&scratch, &state->position, &state->lightPosition);
-        state->lightShadow = T;
-        const Vec3f B =
-            shadowColorBlend(T, params.color, S, params.lightAffectShadowCol, params.shadowDensity);
+        const Vec3f B = tracedShadowBlend(context, state, params.color, S,
+                                          params.lightAffectShadowCol, params.shadowDensity);
         state->lightColor = B * (f * params.intensity / D);
-        // The shadow is already folded into lightColor; the host must not apply it again.
-        state->lightShadow = {1.0f, 1.0f, 1.0f};
     }
 };
 

@@ -66,34 +66,27 @@ private:
     vkhost::ParameterBlock block_;
 };
 
-// A libvyr 2D texture of three-float texels, row after row.
-inline vyr::TextureHandle rgbTexture(int width, int height, const std::vector<float>& rgb) {
+// A libvyr 2D texture of the given texel format (1: one float, read back as (r, r, r, 1), like
+// the web map; 3: three floats), texels row after row.
+inline vyr::TextureHandle makeTexture(int format, int width, int height,
+                                      const std::vector<float>& texels) {
     vyr::TextureHandle handle = vyr::host::createTexture();
     vyr::TextureDescriptor descriptor;
     descriptor.dimension = 1;
-    descriptor.format = 3;
+    descriptor.format = format;
     descriptor.width = width;
     descriptor.height = height;
-    descriptor.data = rgb.data();
+    descriptor.data = texels.data();
     handle.beginEdit();
     EXPECT_EQ(handle.get()->create(descriptor), 0);
     handle.endEdit();
     return handle;
 }
-
-// A libvyr 2D texture of one-float texels (read back as (r, r, r, 1)), like the web map.
+inline vyr::TextureHandle rgbTexture(int width, int height, const std::vector<float>& rgb) {
+    return makeTexture(3, width, height, rgb);
+}
 inline vyr::TextureHandle floatTexture(int width, int height, const std::vector<float>& values) {
-    vyr::TextureHandle handle = vyr::host::createTexture();
-    vyr::TextureDescriptor descriptor;
-    descriptor.dimension = 1;
-    descriptor.format = 1;
-    descriptor.width = width;
-    descriptor.height = height;
-    descriptor.data = values.data();
-    handle.beginEdit();
-    EXPECT_EQ(handle.get()->create(descriptor), 0);
-    handle.endEdit();
-    return handle;
+    return makeTexture(1, width, height, values);
 }
 
 // Answers every look-up with one colour and remembers where it was asked; pins the texture
