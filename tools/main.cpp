@@ -38,8 +38,16 @@ int main(int argc, char** argv) {
     }
     try {
         app.parse(argc, argv);
-    } catch (const CLI::ParseError& e) {
+    } catch (const CLI::CallForHelp& e) {
         return app.exit(e);
+    } catch (const CLI::CallForAllHelp& e) {
+        return app.exit(e);
+    } catch (const CLI::CallForVersion& e) {
+        return app.exit(e);
+    } catch (const CLI::ParseError& e) {
+        // One line, like every other failure of the program.
+        std::fprintf(stderr, "vexakelo: %s (see --help)\n", e.what());
+        return 2;
     } catch (const std::exception& e) {
         std::fprintf(stderr, "vexakelo: %s\n", e.what());
         return 1;
