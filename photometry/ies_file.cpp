@@ -227,6 +227,7 @@ IESFile::GuardedReader::~GuardedReader() {
 
 bool IESFile::GuardedReader::open(const void* source) {
     pastEndReads_ = 0;
+    failure_.clear();
     return inner_->open(source);
 }
 
@@ -245,12 +246,13 @@ const char* IESFile::GuardedReader::readLine() {
     if (exhausted()) {
         ++pastEndReads_;
         if (pastEndReads_ > budget_) {
-            throw EndlessRead(source_ == Source::File && !inner_->isEof()
-                                  ? "the read never finishes: the file stream failed (a line "
-                                    "longer than 255 characters, or the file could not be read)"
-                                  : "the read never finishes: the data ends before the "
-                                    "luminaire data is complete, or more than one line follows "
-                                    "the last candela values");
+            failure_ = source_ == Source::File && !inner_->isEof()
+                           ? "the read never finishes: the file stream failed (a line longer "
+                             "than 255 characters, or the file could not be read)"
+                           : "the read never finishes: the data ends before the luminaire data "
+                             "is complete (no line of exactly ten luminaire numbers, or missing "
+                             "values), or extra lines follow the candela values";
+            throw EndlessRead(failure_);
         }
     }
     return inner_->readLine();

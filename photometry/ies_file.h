@@ -135,6 +135,9 @@ public:
 
         // How many lines were handed out after the data had run out.
         int pastEndReads() const { return pastEndReads_; }
+        // Why the read was stopped ("" while it was not): useful after read(path), which
+        // swallows the EndlessRead.
+        const std::string& failure() const { return failure_; }
 
     private:
         bool exhausted();
@@ -142,6 +145,7 @@ public:
         int budget_;
         int pastEndReads_ = 0;
         ITextReader* inner_ = nullptr;
+        std::string failure_;
     };
 
     // What the canonicaliser changed, one bit each.
