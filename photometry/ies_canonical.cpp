@@ -106,6 +106,14 @@ void appendWrapped(std::vector<std::string>& out, const std::vector<Token>& toke
     }
 }
 
+// Integers as text without std::to_string, whose digit table would leave the library as a
+// unique global symbol.
+std::string decimal(long long value) {
+    char buffer[24];
+    std::snprintf(buffer, sizeof buffer, "%lld", value);
+    return buffer;
+}
+
 [[noreturn]] void fail(const std::string& message) { throw IESFile::CanonicalError(message); }
 
 }  // namespace
@@ -120,7 +128,7 @@ std::string IESFile::Canonical::describe() const {
     if (changes & kNumbersRewritten) parts.emplace_back("run-together numbers split");
     if (changes & kRegrouped) parts.emplace_back("numbers regrouped onto canonical lines");
     if (changes & kTrailingDropped) {
-        parts.push_back(std::to_string(droppedLines) + " line" + (droppedLines == 1 ? "" : "s") +
+        parts.push_back(decimal(droppedLines) + " line" + (droppedLines == 1 ? "" : "s") +
                         " after the candela values dropped");
     }
     if (parts.empty()) {
@@ -206,8 +214,8 @@ IESFile::Canonical IESFile::canonicalize(const std::string& text) {
                 values.push_back(v);
             }
             if (values.empty() || !in.eof()) {
-                fail("line " + std::to_string(li + 1) + ": '" + word.substr(0, 40) +
-                     "' is not a number (" + std::to_string(tokens.size()) +
+                fail("line " + decimal(li + 1) + ": '" + word.substr(0, 40) +
+                     "' is not a number (" + decimal(tokens.size()) +
                      " numbers read, more expected)");
             }
             if (values.size() > 1) {
@@ -220,7 +228,7 @@ IESFile::Canonical IESFile::canonicalize(const std::string& text) {
                 if (tiltInclude && tokens.size() == 2) {
                     const std::int32_t pairs = truncateToInt(value);
                     if (pairs < 0 || pairs > kMaxAngleCount) {
-                        fail("line " + std::to_string(li + 1) + ": absurd tilt pair count " +
+                        fail("line " + decimal(li + 1) + ": absurd tilt pair count " +
                              word);
                     }
                     tiltCount = static_cast<std::size_t>(pairs);
@@ -232,8 +240,8 @@ IESFile::Canonical IESFile::canonicalize(const std::string& text) {
                     nH = truncateToInt(tokens[lum + 4].value);
                     if (nV < 1 || nH < 1 || nV > kMaxAngleCount || nH > kMaxAngleCount ||
                         static_cast<std::int64_t>(nV) * nH > kMaxCandelaCount) {
-                        fail("line " + std::to_string(li + 1) + ": absurd angle counts " +
-                             std::to_string(nV) + " x " + std::to_string(nH));
+                        fail("line " + decimal(li + 1) + ": absurd angle counts " +
+                             decimal(nV) + " x " + decimal(nH));
                     }
                     haveCounts = true;
                     needed = 10 + 3 + static_cast<std::size_t>(nV) + static_cast<std::size_t>(nH) +
@@ -254,7 +262,7 @@ IESFile::Canonical IESFile::canonicalize(const std::string& text) {
     }
     if (!complete) {
         const std::string what = !haveCounts ? "the luminaire line" : "the candela values";
-        fail("the data ends early: " + std::to_string(tokens.size()) + " numbers after the TILT " +
+        fail("the data ends early: " + decimal(tokens.size()) + " numbers after the TILT " +
              "line, " + what + " incomplete");
     }
 

@@ -26,7 +26,9 @@ T* copyArray(const T* source, std::int32_t count) {
 }  // namespace
 
 IESFile::IESFile()
-    : webTexture_(vyr::kTextureClass),
+    : queue_(new IESPartList),
+      finished_(new IESPartList),
+      webTexture_(vyr::kTextureClass),
       thetaCdfTexture_(vyr::kTextureClass),
       phiCdfTexture_(vyr::kTextureClass) {
     _initIESParts();
@@ -34,7 +36,10 @@ IESFile::IESFile()
 
 IESFile::IESFile(ITextReader* reader) : IESFile() { reader_ = reader; }
 
-IESFile::IESFile(const IESFile& other) { copyFrom(other); }
+IESFile::IESFile(const IESFile& other)
+    : queue_(new IESPartList), finished_(new IESPartList) {
+    copyFrom(other);
+}
 
 IESFile& IESFile::operator=(const IESFile& other) {
     if (this != &other) {
@@ -55,6 +60,8 @@ IESFile& IESFile::operator=(const IESFile& other) {
 IESFile::~IESFile() {
     _deleteList(queue_);
     _deleteList(finished_);
+    delete queue_;
+    delete finished_;
     if (readerDestroy_ != nullptr) {
         readerDestroy_(reader_);
     }
@@ -123,18 +130,19 @@ void IESFile::copyFrom(const IESFile& other) {
 }
 
 void IESFile::_initIESParts() {
-    queue_.push_back({newPart<IESPartHeader>(), &destroyPart<IESPartHeader>});
-    queue_.push_back({newPart<IESPartKeyWords>(), &destroyPart<IESPartKeyWords>});
-    queue_.push_back({newPart<IESPartTILT>(), &destroyPart<IESPartTILT>});
-    queue_.push_back({newPart<IESPartContents>(), &destroyPart<IESPartContents>});
-    queue_.push_back({newPart<IESPartSymMode>(), &destroyPart<IESPartSymMode>});
+    std::deque<PartSlot>& q = queue_->parts;
+    q.push_back({newPart<IESPartHeader>(), &destroyPart<IESPartHeader>});
+    q.push_back({newPart<IESPartKeyWords>(), &destroyPart<IESPartKeyWords>});
+    q.push_back({newPart<IESPartTILT>(), &destroyPart<IESPartTILT>});
+    q.push_back({newPart<IESPartContents>(), &destroyPart<IESPartContents>});
+    q.push_back({newPart<IESPartSymMode>(), &destroyPart<IESPartSymMode>});
 }
 
-void IESFile::_deleteList(std::deque<PartSlot>& list) {
-    for (const PartSlot& slot : list) {
+void IESFile::_deleteList(IESPartList* list) {
+    for (const PartSlot& slot : list->parts) {
         slot.destroy(slot.part);
     }
-    list.clear();
+    list->parts.clear();
 }
 
 std::string IESFile::trim(const std::string& text, const std::string& set) {
@@ -148,25 +156,27 @@ std::string IESFile::trim(const std::string& text, const std::string& set) {
 
 void IESFile::readIES(ITextReader* reader) {
     static const std::string kBlank(" ");
+    std::deque<PartSlot>& queue = queue_->parts;
+    std::deque<PartSlot>& finished = finished_->parts;
     std::string line = trim(reader->readLine(), kBlank);
-    while (!queue_.empty()) {
+    while (!queue.empty()) {
         if (reader->isEof()) {
             break;
         }
-        const PartSlot slot = queue_.front();
+        const PartSlot slot = queue.front();
         // Deliberate: the end of data is not tested here; a part that accepts empty lines keeps
         // taking them (see GuardedReader).
         while (slot.part->accepts(line)) {
             slot.part->parse(line);
             line = trim(reader->readLine(), kBlank);
         }
-        finished_.push_back(slot);
-        queue_.pop_front();
+        finished.push_back(slot);
+        queue.pop_front();
     }
-    for (const PartSlot& slot : queue_) {
-        finished_.push_back(slot);
+    for (const PartSlot& slot : queue) {
+        finished.push_back(slot);
     }
-    queue_.clear();
+    queue.clear();
 }
 
 void IESFile::applyParts() {
@@ -174,7 +184,7 @@ void IESFile::applyParts() {
     delete data_;
     data_ = nullptr;
     data_ = new IESFileData;
-    for (const PartSlot& slot : finished_) {
+    for (const PartSlot& slot : finished_->parts) {
         slot.part->apply(data_);
     }
 }

@@ -17,7 +17,6 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -105,6 +104,7 @@ struct IESFileData {
 };
 
 class IIESPart;
+struct IESPartList;  // the library's list of section parsers (kept out of the exported surface)
 
 class VYR_API IESFile {
 public:
@@ -248,13 +248,8 @@ public:
                            float& largest);
 
 private:
-    struct PartSlot {
-        IIESPart* part;
-        void (*destroy)(IIESPart*);
-    };
-
     void _initIESParts();
-    static void _deleteList(std::deque<PartSlot>& list);
+    static void _deleteList(IESPartList* list);
     void readIES(ITextReader* reader);
     void applyParts();
     void copyFrom(const IESFile& other);
@@ -265,8 +260,8 @@ private:
     ITextReader* reader_ = nullptr;
     void (*readerDestroy_)(ITextReader*) = nullptr;  // set when the file owns its reader
     IESFileData* data_ = nullptr;
-    std::deque<PartSlot> queue_;
-    std::deque<PartSlot> finished_;
+    IESPartList* queue_ = nullptr;     // parts still to run, in chain order
+    IESPartList* finished_ = nullptr;  // parts that have finished, in finishing order
 
     vyr::TextureHandle webTexture_;
     vyr::TextureHandle thetaCdfTexture_;

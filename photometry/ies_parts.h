@@ -34,6 +34,16 @@ void destroyPart(IIESPart* part) {
     delete static_cast<Part*>(part);
 }
 
+// A section parser and how to delete it.
+struct PartSlot {
+    IIESPart* part;
+    PartDestroy destroy;
+};
+
+struct IESPartList {
+    std::deque<PartSlot> parts;
+};
+
 // The floats of a line, extracted one after another as a string stream does until the first
 // extraction fails; the rest of the line is ignored.
 std::vector<float> extractNumbers(const std::string& line);
@@ -167,10 +177,7 @@ public:
     void apply(IESFileData* data) override;
 
 private:
-    struct Slot {
-        IIESPart* part;
-        PartDestroy destroy;
-    };
+    using Slot = PartSlot;
     template <class Part, class... Args>
     void enqueue(Args&&... args) {
         queue.push_back({newPart<Part>(std::forward<Args>(args)...), &destroyPart<Part>});

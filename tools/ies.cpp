@@ -100,7 +100,7 @@ Loaded load(const std::string& path, bool strict) {
     const std::string bytes = readBytes(path);
     try {
         if (strict) {
-            // The raw file through the contracted file reader, guarded.
+            // The raw file through the plain file reader, guarded.
             loaded.reader = std::make_unique<IESFile::GuardedReader>(
                 IESFile::GuardedReader::Source::File);
             loaded.file = std::make_unique<IESFile>(loaded.reader.get());

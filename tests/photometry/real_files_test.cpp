@@ -1,6 +1,6 @@
 // The real LM-63 files: every one reads through the canonicaliser with the counts and angle
 // ranges its source lists; the canonical text gives the same record as the raw text wherever the
-// raw text reads to completion; and through the contracted file reader exactly the eight files
+// raw text reads to completion; and through the plain file reader exactly the eight files
 // that never finish are stopped by the guard.
 #include <gtest/gtest.h>
 
