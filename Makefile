@@ -52,7 +52,7 @@ fuzz:
 	    -o $(FUZZ)/ies_fuzzer
 	ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
 	    $(FUZZ)/ies_fuzzer -max_total_time=$(FUZZ_SECONDS) -max_len=65536 -timeout=30 \
-	    -rss_limit_mb=2048 -print_final_stats=1 $(FUZZ)/corpus
+	    -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix=$(FUZZ)/ $(FUZZ)/corpus
 
 clean:
 	rm -rf build out

@@ -37,7 +37,7 @@ void exercise(const char* text, bool bindShader) {
                    file.sampleDataSingleSymmetryTypeAB(theta, phi) +
                    file.sampleDataDoubleSymmetry(theta, phi) + file.sampleDataAxisSymmetry(theta);
         }
-        if (textureTexels(*d) <= 262144.0) {
+        if (textureTexels(*d) <= 65536.0) {
             if (bindShader) {
                 const vyr::ShaderHandle shader = vyr::host::createShader();
                 file.initShader(shader, "web", "v", "h", "type", "sym");
