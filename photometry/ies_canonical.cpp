@@ -207,13 +207,19 @@ IESFile::Canonical IESFile::canonicalize(const std::string& text) {
                 ++end;
             }
             const std::string word = s.substr(pos, end - pos);
-            std::istringstream in(word);
             std::vector<float> values;
+            bool whole = true;
             float v = 0.0f;
-            while (in >> v) {
+            if (parsePlainFloat(word.data(), word.data() + word.size(), v)) {
                 values.push_back(v);
+            } else {
+                std::istringstream in(word);
+                while (in >> v) {
+                    values.push_back(v);
+                }
+                whole = in.eof();
             }
-            if (values.empty() || !in.eof()) {
+            if (values.empty() || !whole) {
                 fail("line " + decimal(li + 1) + ": '" + word.substr(0, 40) +
                      "' is not a number (" + decimal(tokens.size()) +
                      " numbers read, more expected)");

@@ -1,14 +1,71 @@
 #include "photometry/ies_parts.h"
 
 #include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <sstream>
 
+namespace {
+
+bool isBlank(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
+}
+
+// A token of the plain decimal form [sign] digits [. digits] [e [sign] digits] with at least one
+// digit: the only form the fast path converts; everything else goes through the stream.
+bool isPlainDecimal(const char* p, const char* end) {
+    if (p != end && *p == '-') ++p;
+    int digits = 0;
+    while (p != end && *p >= '0' && *p <= '9') ++p, ++digits;
+    if (p != end && *p == '.') {
+        ++p;
+        while (p != end && *p >= '0' && *p <= '9') ++p, ++digits;
+    }
+    if (digits == 0) return false;
+    if (p != end && (*p == 'e' || *p == 'E')) {
+        ++p;
+        if (p != end && (*p == '+' || *p == '-')) ++p;
+        int exponentDigits = 0;
+        while (p != end && *p >= '0' && *p <= '9') ++p, ++exponentDigits;
+        if (exponentDigits == 0) return false;
+    }
+    return p == end;
+}
+
+}  // namespace
+
+bool parsePlainFloat(const char* begin, const char* end, float& value) {
+    if (!isPlainDecimal(begin, end)) {
+        return false;
+    }
+    const auto [ptr, error] = std::from_chars(begin, end, value);
+    return error == std::errc() && ptr == end;
+}
+
+// Plain decimal tokens are converted directly (correctly rounded, as the stream's conversion
+// is); at the first other token the rest of the line goes through a string stream, which then
+// decides exactly as it would have from the start.
 std::vector<float> extractNumbers(const std::string& line) {
     std::vector<float> numbers;
-    std::istringstream in(line);
+    const char* p = line.data();
+    const char* const end = p + line.size();
+    for (;;) {
+        while (p != end && isBlank(*p)) ++p;
+        if (p == end) {
+            return numbers;
+        }
+        const char* tokenEnd = p;
+        while (tokenEnd != end && !isBlank(*tokenEnd)) ++tokenEnd;
+        float value = 0.0f;
+        if (!parsePlainFloat(p, tokenEnd, value)) {
+            break;
+        }
+        numbers.push_back(value);
+        p = tokenEnd;
+    }
+    std::istringstream in(std::string(p, end));
     float value = 0.0f;
     while (in >> value) {
         numbers.push_back(value);

@@ -47,6 +47,9 @@ struct IESPartList {
 // The floats of a line, extracted one after another as a string stream does until the first
 // extraction fails; the rest of the line is ignored.
 std::vector<float> extractNumbers(const std::string& line);
+// Converts [begin, end) when it is one plain decimal number that a stream would read whole to
+// the same float; false (value unspecified) for anything else.
+bool parsePlainFloat(const char* begin, const char* end, float& value);
 // An integer field: the float truncated toward zero (saturated to the int32 range).
 std::int32_t truncateToInt(float value);
 
