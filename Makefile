@@ -39,5 +39,20 @@ test-tsan: setup
 bench: build
 	@for b in $(RELEASE)/bin/bench_*; do echo "== $$b"; $$b; done
 
+# The photometry fuzzer: clang's libFuzzer with ASan and UBSan, run for FUZZ_SECONDS on a
+# corpus seeded from the project's real IES files.
+FUZZ := build/fuzz
+FUZZ_SECONDS ?= 60
+fuzz:
+	mkdir -p $(FUZZ)/corpus
+	cp -n tests/data/ies/*.ies $(FUZZ)/corpus/
+	clang++ -std=c++20 -O1 -g -ffp-contract=off -fno-omit-frame-pointer \
+	    -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=all \
+	    -I. -Iinclude -Ihost/vyr photometry/*.cpp host/vyr/*.cpp fuzz/ies_fuzzer.cpp \
+	    -o $(FUZZ)/ies_fuzzer
+	ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
+	    $(FUZZ)/ies_fuzzer -max_total_time=$(FUZZ_SECONDS) -max_len=65536 -timeout=30 \
+	    -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix=$(FUZZ)/ $(FUZZ)/corpus
+
 clean:
 	rm -rf build out

@@ -1,0 +1,155 @@
+// Photometry speed: parsing throughput on the largest real file, web texture + CDF generation
+// for a full-sphere lamp, and the cost of one sampler call per symmetry.
+#include <benchmark/benchmark.h>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+#include "photometry/ies_file.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string slurp(const fs::path& p) {
+    std::ifstream in(p, std::ios::binary);
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+// The largest real file: the shared 1.3 MB grid when present, else the largest project copy.
+std::string largestRealFile(std::string& name) {
+    const fs::path shared = fs::path(VEXAKELO_SHARED_DIR) / "testdata/ies/lm95_huge_263x361_crlf.ies";
+    if (fs::exists(shared)) {
+        name = shared.filename().string();
+        return slurp(shared);
+    }
+    fs::path best;
+    for (const auto& e : fs::directory_iterator(fs::path(VEXAKELO_SOURCE_DIR) / "tests/data/ies")) {
+        if (e.path().extension() == ".ies" &&
+            (best.empty() || e.file_size() > fs::file_size(best))) {
+            best = e.path();
+        }
+    }
+    name = best.filename().string();
+    return slurp(best);
+}
+
+std::string lamp(float vStep, float hStep, float hLast, int type = 1, float vFirst = 0,
+                 float vLast = 180, float hFirst = 0) {
+    std::ostringstream out;
+    int nV = 0, nH = 0;
+    std::ostringstream v, h, c;
+    for (float a = vFirst; a <= vLast + 1e-3f; a += vStep, ++nV) v << a << ' ';
+    for (float a = hFirst; a <= hLast + 1e-3f; a += hStep, ++nH) h << a << ' ';
+    for (int j = 0; j < nH; ++j) {
+        for (int i = 0; i < nV; ++i) c << 100 + (i * 37 + j * 11) % 400 << ' ';
+        c << '\n';
+    }
+    out << "TILT=NONE\n1 1000 1 " << nV << ' ' << nH << ' ' << type << " 2 0 0 0\n1 1 40\n"
+        << v.str() << '\n' << h.str() << '\n' << c.str();
+    return out.str();
+}
+
+struct Reading {
+    IESFile::GuardedReader reader{IESFile::GuardedReader::Source::Buffer};
+    IESFile file{&reader};
+};
+
+void BM_ParseCanonicalised(benchmark::State& state) {
+    std::string name;
+    const std::string raw = largestRealFile(name);
+    for (auto _ : state) {
+        const auto canonical = IESFile::canonicalize(raw);
+        Reading r;
+        r.file.read(canonical.text.c_str());
+        benchmark::DoNotOptimize(r.file.data()->maxCandela);
+    }
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) *
+                            static_cast<std::int64_t>(raw.size()));
+    state.SetLabel(name);
+}
+BENCHMARK(BM_ParseCanonicalised)->Unit(benchmark::kMillisecond);
+
+void BM_ParseRawBuffer(benchmark::State& state) {
+    std::string name;
+    const std::string raw = largestRealFile(name);
+    for (auto _ : state) {
+        Reading r;
+        r.file.read(raw.c_str());
+        benchmark::DoNotOptimize(r.file.data());
+    }
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) *
+                            static_cast<std::int64_t>(raw.size()));
+    state.SetLabel(name);
+}
+BENCHMARK(BM_ParseRawBuffer)->Unit(benchmark::kMillisecond);
+
+// V 0..180 step 2.5, H 0..360 step 5: 145 × 145 texels.
+void BM_TextureAndCdfFullSphere(benchmark::State& state) {
+    Reading r;
+    const std::string text = lamp(2.5f, 5.0f, 360.0f);
+    r.file.read(text.c_str());
+    std::int32_t wv = 0, hh = 0;
+    for (auto _ : state) {
+        r.file.generateTextureTypeC(wv, hh);
+        r.file.generateIESLightCDF(wv, hh);
+        benchmark::DoNotOptimize(r.file.phiCdf().data());
+    }
+    state.SetLabel(std::to_string(wv) + "x" + std::to_string(hh) + " texels");
+}
+BENCHMARK(BM_TextureAndCdfFullSphere)->Unit(benchmark::kMillisecond);
+
+void BM_TextureAndCdfLargestFile(benchmark::State& state) {
+    std::string name;
+    Reading r;
+    r.file.read(IESFile::canonicalize(largestRealFile(name)).text.c_str());
+    std::int32_t wv = 0, hh = 0;
+    for (auto _ : state) {
+        r.file.generateTextureTypeC(wv, hh);
+        r.file.generateIESLightCDF(wv, hh);
+        benchmark::DoNotOptimize(r.file.phiCdf().data());
+    }
+    state.SetLabel(name + ", " + std::to_string(wv) + "x" + std::to_string(hh) + " texels");
+}
+BENCHMARK(BM_TextureAndCdfLargestFile)->Unit(benchmark::kMillisecond);
+
+// One sampler per symmetry mode; angles sweep the range so the index searches vary.
+void BM_Sampler(benchmark::State& state) {
+    const int which = static_cast<int>(state.range(0));
+    Reading r;
+    std::string text;
+    switch (which) {
+        case 0: text = lamp(2.5f, 5.0f, 355.0f); break;                // none
+        case 1: text = lamp(2.5f, 5.0f, 180.0f); break;                // single, type C
+        case 2: text = lamp(2.5f, 5.0f, 90.0f); break;                 // double
+        case 3: text = lamp(2.5f, 5.0f, 0.0f); break;                  // axial
+        default: text = lamp(5.0f, 5.0f, 90.0f, 2, -90, 90); break;   // single, type B
+    }
+    r.file.read(text.c_str());
+    const IESFile& f = r.file;
+    double theta = 0.0, phi = 0.0;
+    for (auto _ : state) {
+        float v = 0.0f;
+        switch (which) {
+            case 0: v = f.sampleDataNoSymmetry(theta, phi); break;
+            case 1: v = f.sampleDataSingleSymmetryTypeC(theta, phi); break;
+            case 2: v = f.sampleDataDoubleSymmetry(theta, phi); break;
+            case 3: v = f.sampleDataAxisSymmetry(theta); break;
+            default: v = f.sampleDataSingleSymmetryTypeAB(theta - 90.0, phi - 180.0); break;
+        }
+        benchmark::DoNotOptimize(v);
+        theta += 0.731;
+        if (theta > 180.0) theta -= 180.0;
+        phi += 1.913;
+        if (phi > 360.0) phi -= 360.0;
+    }
+    static const char* const kNames[] = {"none", "single C", "double", "axial", "single A/B"};
+    state.SetLabel(kNames[which]);
+}
+BENCHMARK(BM_Sampler)->DenseRange(0, 4);
+
+}  // namespace

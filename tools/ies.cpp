@@ -1,0 +1,568 @@
+// vexakelo ies FILE...: reads IES LM-63 photometric files the way host applications should
+// (canonicalised, then through the guarded reader), prints what each holds, and optionally writes
+// the web texture, the light's CDF tables and a polar candela plot.
+#include <cairo/cairo.h>
+#include <fontconfig/fontconfig.h>
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <new>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "command.h"
+#include "image_io.h"
+#include "photometry/ies_file.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using vexakelo::cli::Failure;
+
+constexpr std::uintmax_t kMaxFileBytes = 64u << 20;
+
+struct Options {
+    std::vector<std::string> files;
+    bool strict = false;
+    bool json = false;
+    std::string web;
+    std::string cdf;
+    std::string plot;
+};
+
+// A file that could not be read, with the reason in one line.
+struct FileError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+struct Loaded {
+    std::unique_ptr<IESFile::GuardedReader> reader;
+    std::unique_ptr<IESFile> file;
+    std::string canonical;  // what the canonicaliser changed ("" under --strict)
+    std::uint32_t changes = 0;
+};
+
+std::string readBytes(const std::string& path) {
+    std::error_code error;
+    if (!fs::exists(path, error)) {
+        throw FileError("no such file");
+    }
+    if (!fs::is_regular_file(path, error)) {
+        throw FileError("not a regular file");
+    }
+    const std::uintmax_t size = fs::file_size(path, error);
+    if (error) {
+        throw FileError("cannot read its size: " + error.message());
+    }
+    if (size > kMaxFileBytes) {
+        throw FileError("too large for a photometric file (" + std::to_string(size) + " bytes)");
+    }
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        throw FileError(std::string("cannot open: ") + std::strerror(errno));
+    }
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    if (in.bad()) {
+        throw FileError("read error");
+    }
+    return bytes.str();
+}
+
+// The reader encodes wide paths as UTF-8; decode ours from UTF-8 so that the path round-trips.
+std::wstring widen(const std::string& utf8) {
+    std::wstring out;
+    std::size_t i = 0;
+    while (i < utf8.size()) {
+        const auto c = static_cast<unsigned char>(utf8[i]);
+        std::size_t extra = c >= 0xF0 ? 3 : c >= 0xE0 ? 2 : c >= 0xC0 ? 1 : 0;
+        if (i + extra >= utf8.size()) {
+            extra = 0;  // a cut sequence: the byte as it is
+        }
+        std::uint32_t code = extra == 0 ? c : (c & (0x7Fu >> (extra + 1)));
+        for (std::size_t k = 1; k <= extra; ++k) {
+            code = (code << 6) | (static_cast<unsigned char>(utf8[i + k]) & 0x3Fu);
+        }
+        out.push_back(static_cast<wchar_t>(code));
+        i += extra + 1;
+    }
+    return out;
+}
+
+Loaded load(const std::string& path, bool strict) {
+    Loaded loaded;
+    const std::string bytes = readBytes(path);
+    try {
+        if (strict) {
+            // The raw file through the plain file reader, guarded.
+            loaded.reader = std::make_unique<IESFile::GuardedReader>(
+                IESFile::GuardedReader::Source::File);
+            loaded.file = std::make_unique<IESFile>(loaded.reader.get());
+            loaded.file->read(widen(path));
+            if (!loaded.reader->failure().empty()) {
+                throw FileError(loaded.reader->failure());
+            }
+        } else {
+            const IESFile::Canonical canonical = IESFile::canonicalize(bytes);
+            loaded.canonical = canonical.describe();
+            loaded.changes = canonical.changes;
+            loaded.reader = std::make_unique<IESFile::GuardedReader>(
+                IESFile::GuardedReader::Source::Buffer);
+            loaded.file = std::make_unique<IESFile>(loaded.reader.get());
+            loaded.file->read(canonical.text.c_str());
+        }
+    } catch (const IESFile::CanonicalError& e) {
+        throw FileError(e.what());
+    } catch (const IESFile::EndlessRead& e) {
+        throw FileError(e.what());
+    } catch (const std::bad_alloc&) {
+        throw FileError("out of memory while reading");
+    }
+    const IESFileData* d = loaded.file->data();
+    if (d == nullptr) {
+        throw FileError("the file could not be read");
+    }
+    if (d->candelas == nullptr || d->verticalAngles == nullptr || d->horizontalAngles == nullptr) {
+        throw FileError("no complete photometric data (luminaire line, angles and candela values)");
+    }
+    return loaded;
+}
+
+const char* typeName(int type) {
+    switch (type) {
+        case 1: return "C";
+        case 2: return "B";
+        case 3: return "A";
+        default: return "unknown";
+    }
+}
+
+const char* symmetryName(int mode) {
+    switch (mode) {
+        case 0: return "none";
+        case 1: return "single (bilateral)";
+        case 2: return "double (quadrant)";
+        case 3: return "axial";
+        default: return "unknown";
+    }
+}
+
+std::vector<std::string> keywordsOf(const IESFileData& d) {
+    std::vector<std::string> out;
+    for (char** k = d.keywords; k != nullptr && *k != nullptr; ++k) {
+        out.emplace_back(*k);
+    }
+    return out;
+}
+
+std::string number(double value) {
+    if (!std::isfinite(value)) {
+        return "null";
+    }
+    char buffer[40];
+    std::snprintf(buffer, sizeof buffer, "%.9g", value);
+    return buffer;
+}
+
+// JSON string; bytes above 127 are read as Latin-1 so the output is always valid UTF-8.
+std::string quoted(const std::string& text) {
+    std::string out = "\"";
+    for (const char ch : text) {
+        const auto c = static_cast<unsigned char>(ch);
+        if (c == '"' || c == '\\') {
+            out.push_back('\\');
+            out.push_back(ch);
+        } else if (c < 0x20 || c >= 0x7F) {
+            char buffer[8];
+            std::snprintf(buffer, sizeof buffer, "\\u%04x", c);
+            out += buffer;
+        } else {
+            out.push_back(ch);
+        }
+    }
+    return out + "\"";
+}
+
+void printSummary(const std::string& path, const Loaded& loaded, bool strict) {
+    const IESFileData& d = *loaded.file->data();
+    const int nV = d.verticalAngleCount;
+    const int nH = d.horizontalAngleCount;
+    std::cout << path << '\n';
+    if (strict) {
+        std::cout << "  read: raw text through the line reader (--strict)\n";
+    } else {
+        std::cout << "  canonical: " << loaded.canonical << '\n';
+    }
+    std::cout << "  edition " << d.version << ", photometric type " << typeName(d.photometricType)
+              << " (" << d.photometricType << "), units "
+              << (d.unitsType == 1 ? "feet" : d.unitsType == 2 ? "metres" : "unknown") << " ("
+              << d.unitsType << ")\n";
+    std::cout << "  lamps " << d.lampCount << " x " << number(d.lumensPerLamp) << " lm"
+              << (d.lumensPerLamp < 0.0f ? " (absolute photometry)" : "") << ", candela multiplier "
+              << number(d.candelaMultiplier) << ", ballast factor " << number(d.ballastFactor)
+              << ", input " << number(d.inputWatts) << " W\n";
+    std::cout << "  luminous opening " << number(d.width) << " x " << number(d.length) << " x "
+              << number(d.height) << '\n';
+    std::cout << "  vertical angles   " << nV << ": " << number(d.verticalAngles[0]) << " .. "
+              << number(d.verticalAngles[nV - 1]) << '\n';
+    std::cout << "  horizontal angles " << nH << ": " << number(d.horizontalAngles[0]) << " .. "
+              << number(d.horizontalAngles[nH - 1]) << '\n';
+    std::cout << "  symmetry " << d.symmetryMode << " (" << symmetryName(d.symmetryMode) << ")\n";
+    std::cout << "  maximum candela " << number(d.maxCandela) << " (x multiplier "
+              << number(static_cast<double>(d.maxCandela) * d.candelaMultiplier) << ")\n";
+    const auto keywords = keywordsOf(d);
+    std::cout << "  keywords " << keywords.size() << '\n';
+    for (const std::string& k : keywords) {
+        std::cout << "    " << k << '\n';
+    }
+}
+
+std::string jsonOf(const std::string& path, const Loaded& loaded, bool strict) {
+    const IESFileData& d = *loaded.file->data();
+    const int nV = d.verticalAngleCount;
+    const int nH = d.horizontalAngleCount;
+    std::ostringstream o;
+    o << "{\"file\": " << quoted(path) << ", \"ok\": true";
+    o << ", \"read\": " << quoted(strict ? "strict" : "canonical");
+    if (!strict) {
+        o << ", \"canonical\": " << quoted(loaded.canonical)
+          << ", \"canonicalChanges\": " << loaded.changes;
+    }
+    o << ", \"edition\": " << d.version << ", \"photometricType\": " << d.photometricType
+      << ", \"photometricTypeName\": " << quoted(typeName(d.photometricType))
+      << ", \"unitsType\": " << d.unitsType << ", \"lampCount\": " << d.lampCount
+      << ", \"lumensPerLamp\": " << number(d.lumensPerLamp)
+      << ", \"candelaMultiplier\": " << number(d.candelaMultiplier)
+      << ", \"ballastFactor\": " << number(d.ballastFactor)
+      << ", \"ballastLampFactor\": " << number(d.ballastLampFactor)
+      << ", \"inputWatts\": " << number(d.inputWatts) << ", \"width\": " << number(d.width)
+      << ", \"length\": " << number(d.length) << ", \"height\": " << number(d.height)
+      << ", \"verticalAngles\": {\"count\": " << nV
+      << ", \"first\": " << number(d.verticalAngles[0])
+      << ", \"last\": " << number(d.verticalAngles[nV - 1]) << "}"
+      << ", \"horizontalAngles\": {\"count\": " << nH
+      << ", \"first\": " << number(d.horizontalAngles[0])
+      << ", \"last\": " << number(d.horizontalAngles[nH - 1]) << "}"
+      << ", \"symmetryMode\": " << d.symmetryMode
+      << ", \"symmetryName\": " << quoted(symmetryName(d.symmetryMode))
+      << ", \"maxCandela\": " << number(d.maxCandela) << ", \"keywords\": [";
+    const auto keywords = keywordsOf(d);
+    for (std::size_t i = 0; i < keywords.size(); ++i) {
+        o << (i ? ", " : "") << quoted(keywords[i]);
+    }
+    o << "]}";
+    return o.str();
+}
+
+// --- Images ------------------------------------------------------------------------------------
+
+struct Tables {
+    std::int32_t wv = 0;
+    std::int32_t hh = 0;
+};
+
+Tables generate(IESFile& file) {
+    Tables t;
+    if (file.data()->photometricType == 1) {
+        file.generateTextureTypeC(t.wv, t.hh);
+    } else {
+        file.generateTextureTypeAB(t.wv, t.hh);
+    }
+    file.generateIESLightCDF(t.wv, t.hh);
+    return t;
+}
+
+// A perceptual dark-to-bright ramp (black, purple, orange, pale yellow) for the preview.
+vyr::Vec4f falseColour(float value) {
+    static constexpr float kStops[5][3] = {
+        {0.0f, 0.0f, 0.02f}, {0.25f, 0.02f, 0.45f}, {0.75f, 0.15f, 0.3f},
+        {0.98f, 0.55f, 0.05f}, {1.0f, 1.0f, 0.75f}};
+    const float v = value > 0.0f ? (value < 1.0f ? value : 1.0f) : 0.0f;
+    const float x = v * 4.0f;
+    const int i = x >= 4.0f ? 3 : static_cast<int>(x);
+    const float f = x - static_cast<float>(i);
+    vyr::Vec4f c{0, 0, 0, 1};
+    float* out[3] = {&c.x, &c.y, &c.z};
+    for (int k = 0; k < 3; ++k) {
+        *out[k] = kStops[i][k] + (kStops[i + 1][k] - kStops[i][k]) * f;
+    }
+    return c;
+}
+
+std::string withExtension(const std::string& path, const char* extension) {
+    fs::path p(path);
+    p.replace_extension(extension);
+    return p.string();
+}
+
+void writeWeb(const std::string& out, IESFile& file, const Tables& t) {
+    if (!vkimage::hasExtension(out, ".exr")) {
+        throw Failure(out + ": --web writes an OpenEXR file; give a name ending in .exr");
+    }
+    vkimage::Image linear(t.wv, t.hh);
+    vkimage::Image preview(t.wv, t.hh);
+    const auto& texels = file.webTexels();
+    for (int y = 0; y < t.hh; ++y) {
+        for (int x = 0; x < t.wv; ++x) {
+            const float v = texels[static_cast<std::size_t>(y) * t.wv + x];
+            linear.at(x, y) = {v, v, v, 1.0f};
+            preview.at(x, y) = falseColour(v);
+        }
+    }
+    vkimage::writeImage(out, linear);
+    vkimage::writeImage(withExtension(out, ".png"), preview);
+}
+
+// One image of Wv × Hh: red is the φ CDF as uploaded (element y·Wv + x), green the θ CDF of
+// column x (the same in every row).
+void writeCdf(const std::string& out, IESFile& file, const Tables& t) {
+    if (!vkimage::hasExtension(out, ".exr")) {
+        throw Failure(out + ": --cdf writes an OpenEXR file; give a name ending in .exr");
+    }
+    vkimage::Image image(t.wv, t.hh);
+    for (int y = 0; y < t.hh; ++y) {
+        for (int x = 0; x < t.wv; ++x) {
+            image.at(x, y) = {file.phiCdf()[static_cast<std::size_t>(y) * t.wv + x],
+                              file.thetaCdf()[static_cast<std::size_t>(x)], 0.0f, 1.0f};
+        }
+    }
+    vkimage::writeImage(out, image);
+}
+
+double niceCeiling(double value) {
+    if (!(value > 0.0)) {
+        return 1.0;
+    }
+    const double p = std::pow(10.0, std::floor(std::log10(value)));
+    for (const double m : {1.0, 1.5, 2.0, 2.5, 3.0, 4.0, 5.0, 6.0, 8.0, 10.0}) {
+        if (m * p >= value) {
+            return m * p;
+        }
+    }
+    return 10.0 * p;
+}
+
+struct Cut {
+    const char* label;
+    double rightPhi;  // plane drawn on the right half
+    double leftPhi;   // plane drawn on the left half
+    double r, g, b;
+};
+
+// Polar candela diagram: 0° (nadir) at the bottom, 180° at the top; each curve is a vertical
+// plane, its two halves on either side.
+void writePlot(const std::string& out, const std::string& title, const IESFile& file) {
+    if (!vkimage::hasExtension(out, ".png")) {
+        throw Failure(out + ": --plot writes a PNG file; give a name ending in .png");
+    }
+    const IESFileData& d = *file.data();
+    const bool typeC = d.photometricType == 1;
+    const double scale = static_cast<double>(d.maxCandela) * d.candelaMultiplier;
+    std::vector<Cut> cuts;
+    if (typeC) {
+        cuts.push_back({"C0 - C180", 0.0, 180.0, 0.85, 0.15, 0.1});
+        if (d.symmetryMode != 3) {
+            cuts.push_back({"C90 - C270", 90.0, 270.0, 0.1, 0.3, 0.85});
+        }
+        if (d.symmetryMode == 0 || d.symmetryMode == 1) {
+            cuts.push_back({"C45 - C225", 45.0, 225.0, 0.1, 0.6, 0.2});
+        }
+    } else {
+        cuts.push_back({"H = 0 (vertical plane)", 0.0, 0.0, 0.85, 0.15, 0.1});
+    }
+    // Sample the curves first: their largest value sets the rings.
+    constexpr int kSteps = 360;
+    std::vector<std::vector<std::pair<double, double>>> curves;  // (angle from nadir, cd)
+    double largest = 0.0;
+    for (const Cut& cut : cuts) {
+        std::vector<std::pair<double, double>> points;
+        for (int k = -kSteps / 2; k <= kSteps / 2; ++k) {
+            const double a = k * 1.0;  // −180..180: negative on the left half
+            double value = 0.0;
+            if (typeC) {
+                const double theta = std::fabs(a);
+                value = file.sampleIntensity(theta, a >= 0.0 ? cut.rightPhi : cut.leftPhi);
+            } else if (std::fabs(a) <= 90.0) {
+                value = file.sampleIntensity(a, cut.rightPhi);
+            }
+            const double cd = std::isfinite(value) ? value * scale : 0.0;
+            largest = std::max(largest, cd);
+            points.emplace_back(a, cd);
+        }
+        curves.push_back(std::move(points));
+    }
+    const double ring = niceCeiling(largest);
+
+    constexpr int kSize = 800;
+    constexpr double kCx = 400.0, kCy = 430.0, kRadius = 320.0;
+    cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, kSize, kSize);
+    cairo_t* cr = cairo_create(surface);
+    cairo_set_source_rgb(cr, 1, 1, 1);
+    cairo_paint(cr);
+    cairo_select_font_face(cr, "sans-serif", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_NORMAL);
+
+    // Rings with their candela values, and spokes every 30 degrees.
+    cairo_set_line_width(cr, 1.0);
+    cairo_set_font_size(cr, 12.0);
+    for (int k = 1; k <= 4; ++k) {
+        cairo_set_source_rgb(cr, 0.8, 0.8, 0.8);
+        cairo_arc(cr, kCx, kCy, kRadius * k / 4.0, 0, 2 * M_PI);
+        cairo_stroke(cr);
+        cairo_set_source_rgb(cr, 0.35, 0.35, 0.35);
+        const std::string label = number(ring * k / 4.0) + " cd";
+        cairo_move_to(cr, kCx + 4, kCy + kRadius * k / 4.0 - 4);
+        cairo_show_text(cr, label.c_str());
+    }
+    for (int deg = 0; deg < 360; deg += 30) {
+        const double a = deg * M_PI / 180.0;
+        cairo_set_source_rgb(cr, 0.85, 0.85, 0.85);
+        cairo_move_to(cr, kCx, kCy);
+        cairo_line_to(cr, kCx + kRadius * std::sin(a), kCy + kRadius * std::cos(a));
+        cairo_stroke(cr);
+        const int shown = deg <= 180 ? deg : 360 - deg;
+        const std::string label = std::to_string(shown) + "\u00b0";
+        cairo_set_source_rgb(cr, 0.3, 0.3, 0.3);
+        cairo_move_to(cr, kCx + (kRadius + 18) * std::sin(a) - 10,
+                      kCy + (kRadius + 18) * std::cos(a) + 4);
+        cairo_show_text(cr, label.c_str());
+    }
+    // The curves.
+    cairo_set_line_width(cr, 2.0);
+    for (std::size_t c = 0; c < cuts.size(); ++c) {
+        cairo_set_source_rgb(cr, cuts[c].r, cuts[c].g, cuts[c].b);
+        bool first = true;
+        for (const auto& [angle, cd] : curves[c]) {
+            const double a = angle * M_PI / 180.0;
+            const double r = kRadius * cd / ring;
+            const double x = kCx + r * std::sin(a);
+            const double y = kCy + r * std::cos(a);
+            if (first) {
+                cairo_move_to(cr, x, y);
+                first = false;
+            } else {
+                cairo_line_to(cr, x, y);
+            }
+        }
+        cairo_stroke(cr);
+        // Legend.
+        cairo_rectangle(cr, 20, 60 + 20.0 * static_cast<double>(c), 24, 4);
+        cairo_fill(cr);
+        cairo_set_source_rgb(cr, 0.1, 0.1, 0.1);
+        cairo_move_to(cr, 52, 66 + 20.0 * static_cast<double>(c));
+        cairo_show_text(cr, cuts[c].label);
+    }
+    // Title.
+    cairo_set_source_rgb(cr, 0, 0, 0);
+    cairo_set_font_size(cr, 16.0);
+    cairo_move_to(cr, 20, 28);
+    cairo_show_text(cr, title.c_str());
+    cairo_set_font_size(cr, 12.0);
+    const std::string subtitle = std::string("type ") + typeName(d.photometricType) +
+                                 ", symmetry " + symmetryName(d.symmetryMode) + ", maximum " +
+                                 number(scale) + " cd (candela x multiplier)";
+    cairo_move_to(cr, 20, 46);
+    cairo_show_text(cr, subtitle.c_str());
+    cairo_destroy(cr);
+
+    // Written beside the target and renamed, so a failure leaves nothing half-written.
+    const std::string temporary = out + ".partial";
+    const cairo_status_t status = cairo_surface_write_to_png(surface, temporary.c_str());
+    cairo_surface_destroy(surface);
+    // Frees cairo's font caches (and the font patterns they hold), so a leak check at exit
+    // sees nothing of the plot.
+    cairo_debug_reset_static_data();
+    FcFini();
+    std::error_code error;
+    if (status != CAIRO_STATUS_SUCCESS) {
+        fs::remove(temporary, error);
+        throw Failure(out + ": cannot write the plot: " + cairo_status_to_string(status));
+    }
+    fs::rename(temporary, out, error);
+    if (error) {
+        fs::remove(temporary, error);
+        throw Failure(out + ": cannot write the plot: " + error.message());
+    }
+}
+
+void run(const Options& options) {
+    const bool writes = !options.web.empty() || !options.cdf.empty() || !options.plot.empty();
+    if (writes && options.files.size() != 1) {
+        throw Failure("--web, --cdf and --plot take exactly one FILE");
+    }
+    int failed = 0;
+    std::string lastError;
+    std::vector<std::string> json;
+    for (const std::string& path : options.files) {
+        try {
+            Loaded loaded = load(path, options.strict);
+            if (options.json) {
+                json.push_back(jsonOf(path, loaded, options.strict));
+            } else {
+                printSummary(path, loaded, options.strict);
+            }
+            if (writes) {
+                IESFile& file = *loaded.file;
+                const Tables tables = generate(file);
+                if (!options.web.empty()) writeWeb(options.web, file, tables);
+                if (!options.cdf.empty()) writeCdf(options.cdf, file, tables);
+                if (!options.plot.empty()) {
+                    writePlot(options.plot, fs::path(path).filename().string(), file);
+                }
+            }
+        } catch (const FileError& e) {
+            ++failed;
+            lastError = path + ": " + e.what();
+            if (options.json) {
+                json.push_back("{\"file\": " + quoted(path) + ", \"ok\": false, \"error\": " +
+                               quoted(e.what()) + "}");
+            }
+            if (options.files.size() > 1) {
+                std::fprintf(stderr, "vexakelo: %s\n", lastError.c_str());
+            }
+        } catch (const vkimage::ImageError& e) {
+            throw Failure(e.what());
+        }
+    }
+    if (options.json) {
+        std::cout << "[\n";
+        for (std::size_t i = 0; i < json.size(); ++i) {
+            std::cout << "  " << json[i] << (i + 1 < json.size() ? ",\n" : "\n");
+        }
+        std::cout << "]\n";
+    }
+    std::cout.flush();
+    if (failed == 1 && options.files.size() == 1) {
+        throw Failure(lastError);
+    }
+    if (failed > 0) {
+        throw Failure(std::to_string(failed) + " of " + std::to_string(options.files.size()) +
+                      " files could not be read");
+    }
+}
+
+void setupIes(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    CLI::App* sub = app.add_subcommand(
+        "ies", "Read IES LM-63 photometric files: summary, web texture, CDF tables, polar plot");
+    sub->add_option("FILE", options->files, "IES files")->required();
+    sub->add_flag("--strict", options->strict,
+                  "read the raw file with the plain line reader (guarded) instead of the "
+                  "canonicalised text");
+    sub->add_flag("--json", options->json, "machine-readable output");
+    sub->add_option("--web", options->web,
+                    "write the web texture to OUT.exr (linear) and a false-colour OUT.png");
+    sub->add_option("--cdf", options->cdf,
+                    "write the CDF tables to OUT.exr (red: phi CDF, green: theta CDF per column)");
+    sub->add_option("--plot", options->plot, "write a polar candela plot to OUT.png");
+    sub->callback([options] { run(*options); });
+}
+
+const vexakelo::cli::Registration kRegistration{"ies", &setupIes};
+
+}  // namespace
