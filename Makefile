@@ -44,6 +44,7 @@ bench: build
 FUZZ := build/fuzz
 FUZZ_SECONDS ?= 60
 fuzz:
+	@scripts/setup-deps --fuzz
 	mkdir -p $(FUZZ)/corpus
 	cp -n tests/data/ies/*.ies $(FUZZ)/corpus/
 	clang++ -std=c++20 -O1 -g -ffp-contract=off -fno-omit-frame-pointer \

@@ -98,8 +98,15 @@ void TextureObject::sample(Vec4f* out, const Vec2f* uv) const {
     const int iy = static_cast<int>(std::fmod(y0, static_cast<float>(height_)));
     const float tx = fx - x0;
     const float ty = fy - y0;
-    const Vec4f top = lerp(texel(ix, iy), texel(ix + 1, iy), tx);
-    const Vec4f bottom = lerp(texel(ix, iy + 1), texel(ix + 1, iy + 1), tx);
+    // Clamped axes read the edge texel beyond either end instead of wrapping round.
+    const bool clampX = clampU_ && (fx < 0.0f || fx > static_cast<float>(width_ - 1));
+    const bool clampY = clampV_ && (fy < 0.0f || fy > static_cast<float>(height_ - 1));
+    const int xa = clampX ? (fx < 0.0f ? 0 : width_ - 1) : ix;
+    const int xb = clampX ? xa : ix + 1;
+    const int ya = clampY ? (fy < 0.0f ? 0 : height_ - 1) : iy;
+    const int yb = clampY ? ya : iy + 1;
+    const Vec4f top = lerp(texel(xa, ya), texel(xb, ya), tx);
+    const Vec4f bottom = lerp(texel(xa, yb), texel(xb, yb), tx);
     *out = lerp(top, bottom, ty);
 }
 
@@ -129,6 +136,8 @@ int TextureObject::build(const TextureDescriptor& descriptor) {
     width_ = width;
     height_ = height;
     oneDimensional_ = oneDimensional;
+    clampU_ = descriptor.reserved4[0] != 0;
+    clampV_ = descriptor.reserved4[1] != 0;
     texels_ = std::move(texels);
     descriptor_ = descriptor;
     descriptor_.data = nullptr;
@@ -139,6 +148,8 @@ void TextureObject::assignRgba(int width, int height, std::vector<Vec4f> texels)
     width_ = width;
     height_ = height;
     oneDimensional_ = height == 1;
+    clampU_ = false;
+    clampV_ = false;
     texels_ = std::move(texels);
     descriptor_ = TextureDescriptor{};
     descriptor_.width = width;

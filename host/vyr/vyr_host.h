@@ -7,8 +7,9 @@
 //
 // Texture descriptors: the host reads position 1 (0: one-dimensional, the height is then taken as
 // 1), position 3 (the texel format: 1 one float, 3 three floats, 4 four 8-bit channels, each
-// texel's channels adjacent, rows after one another), width, height and the data pointer. The
-// other positions (2, 4-7, 10, 12-19) are recorded with the texture but do not change it.
+// texel's channels adjacent, rows after one another), positions 4 and 5 (addressing in u and v:
+// 0 repeats, anything else clamps to the edge texel), width, height and the data pointer. The
+// other positions (2, 6, 7, 10, 12-19) are recorded with the texture but do not change it.
 #pragma once
 
 #include <cstdint>
@@ -23,8 +24,8 @@
 
 namespace vyr::host {
 
-// A filtered texture: bilinear between texel centres, repeat wrapping in u and v (a 1D texture
-// ignores v). Single-channel texels read as (r, r, r, 1), three-channel as (r, g, b, 1), 8-bit
+// A filtered texture: bilinear between texel centres, repeat wrapping or clamping to the edge in u
+// and v as the descriptor asks (a 1D texture ignores v). Single-channel texels read as (r, r, r, 1), three-channel as (r, g, b, 1), 8-bit
 // channels as value / 255.
 class VYR_API TextureObject final : public Texture {
 public:
@@ -49,6 +50,8 @@ private:
     int width_ = 0;
     int height_ = 0;
     bool oneDimensional_ = false;
+    bool clampU_ = false;
+    bool clampV_ = false;
     std::vector<Vec4f> texels_;
     TextureDescriptor descriptor_{};
 };

@@ -110,7 +110,7 @@ struct TextureDescriptor {
     std::int32_t dimension = 1;  // 1: 0 gives a one-dimensional texture, anything else 2D
     std::int32_t usage = 1;      // 2: recorded, not interpreted
     std::int32_t format = 3;     // 3: 1 one float, 3 three floats, 4 four 8-bit channels
-    std::int32_t reserved4[3] = {0, 0, 0};  // 4-6
+    std::int32_t reserved4[3] = {0, 0, 0};  // 4-6: the host reads 4 and 5 as u, v addressing
     std::int32_t levels = 1;     // 7: recorded; the host keeps one level
     std::int32_t width = 0;      // 8: texels
     std::int32_t height = 0;     // 9: texels (1 for a 1D texture)

@@ -154,3 +154,28 @@ TEST(Shaders, UniformsReadBackByName) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(Textures, PositionsFourAndFiveClampTheirAxis) {
+    const std::vector<float> texels = {0.0f, 1.0f, 2.0f, 3.0f};  // 4 x 1: centres 1/8, 3/8, ...
+    TextureDescriptor d;
+    d.format = 1;
+    d.width = 4;
+    d.height = 1;
+    d.data = texels.data();
+    d.reserved4[0] = 1;  // clamp u
+    vyr::TextureHandle handle = vyr::host::createTexture();
+    ASSERT_EQ(handle.get()->create(d), 0);
+    // Below the first centre and above the last, the edge texel alone.
+    EXPECT_FLOAT_EQ(sampleAt(handle, 0.0f, 0.5f).x, 0.0f);
+    EXPECT_FLOAT_EQ(sampleAt(handle, 1.0f, 0.5f).x, 3.0f);
+    // Between centres, unchanged bilinear: u = 0.25 lies halfway between 0 and 1.
+    EXPECT_FLOAT_EQ(sampleAt(handle, 0.25f, 0.5f).x, 0.5f);
+    // Repeating (the default), u = 0 blends the last texel with the first.
+    d.reserved4[0] = 0;
+    ASSERT_EQ(handle.get()->create(d), 0);
+    EXPECT_FLOAT_EQ(sampleAt(handle, 0.0f, 0.5f).x, 1.5f);
+}
+
+}  // namespace

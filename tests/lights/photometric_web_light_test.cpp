@@ -1,6 +1,10 @@
 // The photometric web light: its frame, the web look-up for the three photometric types, the
 // distance term and the coloured shadow.
+#include <fstream>
+#include <iterator>
+
 #include "light_support.h"
+#include "photometry/ies_file.h"
 
 namespace lights_test {
 namespace {
@@ -211,8 +215,52 @@ TEST(PhotometricWebLight, ShadowColorMapIsProjectedAlongLightToPoint) {
     }
 }
 
+// A measured lamp all the way through: the file read as a host application reads it, its web
+// texture uploaded and bound by initShader, the bound texture handed to the light as "webMap".
 TEST(PhotometricWebLight, RealIesFileEndToEnd) {
-    GTEST_SKIP() << "needs IESFile, which lives on another branch; added when the branches meet";
+    // Eight T5 lamps, type C, vertical 0..90 in 5-degree steps, horizontal 0..90 (quadrant
+    // symmetry). Straight down it measures 19229 cd; the peak is 19267 cd (10 degrees, H 45);
+    // at 90 degrees every plane reads 0.
+    std::ifstream in(std::string(VEXAKELO_SOURCE_DIR) + "/tests/data/ies/lm95_8lamps_0_90.ies",
+                     std::ios::binary);
+    ASSERT_TRUE(in) << "test lamp file missing";
+    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const IESFile::Canonical canonical = IESFile::canonicalize(text);
+    IESFile::GuardedReader reader(IESFile::GuardedReader::Source::Buffer);
+    IESFile file(&reader);
+    file.read(canonical.text.c_str());
+    ASSERT_NE(file.data(), nullptr);
+
+    const vyr::ShaderHandle host = vyr::host::createShader();
+    file.initShader(host, "webMap", "verticalRange", "horizontalRange", "photoType", "symmetry");
+    const auto bound = vyr::host::shaderOf(host)->uniform("webMap");
+    ASSERT_TRUE(bound.has_value());
+    const vyr::TextureHandle webMap = std::get<vyr::host::TextureBinding>(*bound).texture;
+    // 73 columns (theta 0..180 in 2.5-degree steps), 33 rows (phi 0..360 in 11.25).
+    EXPECT_EQ(vyr::host::textureOf(webMap)->width(), 73);
+    EXPECT_EQ(vyr::host::textureOf(webMap)->height(), 33);
+
+    HostShader web("vexa_kelo_Lgt_PhotometricWeb");
+    web.set("cast_shadows", false).set("webMap", webMap).set("web_photo_type", std::int32_t{1});
+    vkhost::ScriptedContext context;
+    struct Row {
+        const char* what;
+        vyr::Vec3f toPoint;
+        float relative;
+    };
+    const vyr::Vec3f down{0.0f, 0.0f, -1.0f};
+    const Row rows[] = {
+        {"along the lamp's axis: 19229 / 19267", down, 19229.0f / 19267.0f},
+        {"horizontal: nothing", {1.0f, 0.0f, 0.0f}, 0.0f},
+        {"horizontal, another plane", {0.0f, -1.0f, 0.0f}, 0.0f},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        // Distance 1 and a white light: the colour is the web value itself.
+        vyr::ShadingState state = lightState(down, row.toPoint, 1.0f);
+        web.shade(context, state);
+        expectVec(state.lightColor, {row.relative, row.relative, row.relative}, 1e-5f);
+    }
 }
 
 }  // namespace
