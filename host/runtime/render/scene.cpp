@@ -239,7 +239,7 @@ struct Loader {
         auto instance = shader(name, params, where, [](vkhost::ParameterBlock&) {});
         if (instance->kind != kind) {
             static const char* kKinds[] = {"material", "light", "environment"};
-            where["shader"].fail(name + " is not a" + (kind == 1 ? " " : "n ") +
+            where["shader"].fail(name + " is not " + (kind == vyr::kEnvironmentKind ? "an " : "a ") +
                                  std::string(kKinds[kind]) + " shader");
         }
         return instance;
