@@ -35,9 +35,12 @@ void parseSize(const std::string& text, int& width, int& height) {
     int h = 0;
     char x = 0;
     std::istringstream in(text);
-    if (!(in >> w >> x >> h) || (x != 'x' && x != 'X') || !in.eof() || w < 1 || h < 1 ||
-        w > 16384 || h > 16384) {
+    if (!(in >> w >> x >> h) || (x != 'x' && x != 'X') || !in.eof() || w < 1 || h < 1) {
         throw vexakelo::cli::Failure("--size " + text + ": expected WIDTHxHEIGHT, e.g. 640x480");
+    }
+    if (static_cast<long long>(w) * h > vkrender::kMaxPixels) {
+        throw vexakelo::cli::Failure("--size " + text + ": larger than " +
+                                     std::to_string(vkrender::kMaxPixels) + " pixels");
     }
     width = w;
     height = h;

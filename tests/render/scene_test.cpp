@@ -89,7 +89,10 @@ TEST(SceneFile, BadInputIsOneLineNamingTheFileAndThePath) {
         {R"({"camera": {"fov": 200}})", "camera.fov: must be between 0 and 180 degrees"},
         {R"({"camera": {"position": [0, 0, 0], "look_at": [0, 0, 1], "up": [0, 0, 1]}})",
          "camera: position, look_at and up must not be in line"},
-        {R"({"render": {"spp": 0}})", "render.spp: expected an integer of at least 1"},
+        {R"({"render": {"spp": 0}})", "render.spp: expected an integer from 1 to 65536"},
+        {R"({"render": {"max_depth": 65}})", "render.max_depth: expected an integer from 1 to 64"},
+        {R"({"render": {"width": 65536, "height": 65536}})", "render: the image is larger than"},
+        {R"({"camera": {"fov": 1e300}})", "camera.fov: the number is out of range for a float"},
     };
     const vkhost::ShaderLibrary library;
     for (const Row& row : rows) {

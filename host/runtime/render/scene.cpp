@@ -56,6 +56,11 @@ struct Where {
     }
 };
 
+// Bounds that keep a mistyped setting from asking for terabytes or years.
+constexpr std::int64_t kMaxSetting = 65536;
+// Rays recurse on the render thread's stack; 64 bounces is far beyond any useful image.
+constexpr std::int64_t kMaxDepth = 64;
+
 struct Loader {
     const vkhost::ShaderLibrary& library;
     std::string baseDir;
@@ -70,7 +75,11 @@ struct Loader {
         if (!value.is_number()) {
             where.fail("expected a number, got " + std::string(value.type_name()));
         }
-        return value.get<float>();
+        const double number = value.get<double>();
+        if (!std::isfinite(number) || std::fabs(number) > 3.4e38) {
+            where.fail("the number is out of range for a float");
+        }
+        return static_cast<float>(number);
     }
 
     template <std::size_t N>
@@ -436,7 +445,7 @@ struct Loader {
         }
         light.shader = shader(name, params, where, [&](vkhost::ParameterBlock& block) {
             if (!iesPath.empty()) {
-                bindIesFile(block, iesPath, where.file + ": " + where["ies"].path);
+                bindIesFile(block, iesPath, *scene.textures, where.file + ": " + where["ies"].path);
             }
         });
         if (light.shader->kind != vyr::kLightKind) {
@@ -467,19 +476,23 @@ struct Loader {
             const json& r = root["render"];
             const Where rw = where["render"];
             requireObject(r, rw);
-            auto integer = [&](const char* key, int fallback, int low) {
+            auto integer = [&](const char* key, int fallback, int low, std::int64_t high = kMaxSetting) {
                 if (!r.contains(key)) return fallback;
                 if (!r[key].is_number_integer() || r[key].get<std::int64_t>() < low ||
-                    r[key].get<std::int64_t>() > 1 << 20) {
-                    rw[key].fail("expected an integer of at least " + std::to_string(low));
+                    r[key].get<std::int64_t>() > high) {
+                    rw[key].fail("expected an integer from " + std::to_string(low) + " to " +
+                                 std::to_string(high));
                 }
                 return static_cast<int>(r[key].get<std::int64_t>());
             };
             scene.settings.width = integer("width", scene.settings.width, 1);
             scene.settings.height = integer("height", scene.settings.height, 1);
             scene.settings.spp = integer("spp", scene.settings.spp, 1);
-            scene.settings.maxDepth = integer("max_depth", scene.settings.maxDepth, 1);
+            scene.settings.maxDepth = integer("max_depth", scene.settings.maxDepth, 1, kMaxDepth);
             scene.settings.seed = static_cast<std::uint64_t>(integer("seed", 1, 0));
+            if (static_cast<std::int64_t>(scene.settings.width) * scene.settings.height > kMaxPixels) {
+                rw.fail("the image is larger than " + std::to_string(kMaxPixels) + " pixels");
+            }
             scene.settings.exposure = numberOr(r, "exposure", scene.settings.exposure, rw);
         }
         if (root.contains("objects")) {
@@ -557,8 +570,9 @@ std::shared_ptr<ShaderInstance> makeShader(const vkhost::ShaderLibrary& library,
 }
 
 void bindIesFile(vkhost::ParameterBlock& lightParameters, const std::string& iesPath,
-                 const std::string& where) {
+                 TextureStore& textures, const std::string& where) {
     (void)lightParameters;
+    (void)textures;
     throw SceneError(where + ": " + iesPath + ": IES files need the photometry module");
 }
 

@@ -24,6 +24,9 @@ struct SceneError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// The largest image the renderer makes (a quarter of a gigapixel of float RGBA is 4 GiB).
+inline constexpr long long kMaxPixels = 1LL << 26;
+
 // A library shader with its parameters applied, and what the host learned from its declaration.
 struct ShaderInstance {
     std::string name;
@@ -152,10 +155,11 @@ std::shared_ptr<ShaderInstance> makeShader(const vkhost::ShaderLibrary& library,
                                            const std::string& parametersJson,
                                            const std::string& where, Scene& scene);
 
-// Binds an IES file (a measured lamp) to a photometric web light: its web texture goes into the
-// light's parameter block before the block is applied. The photometry module (IESFile) is not
-// part of this build yet, so it fails with a clear message naming `where`.
+// Binds an IES file (a measured lamp) to a photometric web light: the web texture made from the
+// file goes into the light's parameter block ("webMap") before the block is applied, and the
+// textures it makes join `textures`, which releases them with the scene. The photometry module
+// (IESFile) is not part of this build yet, so it fails with a clear message naming `where`.
 void bindIesFile(vkhost::ParameterBlock& lightParameters, const std::string& iesPath,
-                 const std::string& where);
+                 TextureStore& textures, const std::string& where);
 
 }  // namespace vkrender
