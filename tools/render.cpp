@@ -48,7 +48,8 @@ void parseSize(const std::string& text, int& width, int& height) {
 
 void checkOutput(const std::string& path, const char* option) {
     if (!vkimage::hasExtension(path, ".png") && !vkimage::hasExtension(path, ".exr")) {
-        throw vexakelo::cli::Failure(std::string(option) + " " + path + ": expected a .png or .exr file");
+        throw vexakelo::cli::Failure(std::string(option) + " " + path +
+                                     ": expected a .png or .exr file");
     }
     const std::filesystem::path parent = std::filesystem::path(path).parent_path();
     if (!parent.empty()) {
@@ -94,7 +95,8 @@ void runGallery(const RenderArgs& args) {
         write(args.exr, image, 1.0f);
     }
     int failed = 0;
-    for (const auto& tile : tiles) failed += tile.failed ? 1 : 0;
+    for (const auto& tile : tiles)
+        failed += tile.failed ? 1 : 0;
     std::printf("%s: %zu shaders, %d failed\n", output.c_str(), tiles.size(), failed);
 }
 
@@ -110,14 +112,16 @@ void runRender(const RenderArgs& args) {
         throw vexakelo::cli::Failure("render: -o OUT.png is needed");
     }
     checkOutput(args.output, "-o");
-    if (!args.exr.empty()) checkOutput(args.exr, "--exr");
+    if (!args.exr.empty())
+        checkOutput(args.exr, "--exr");
     vkhost::ShaderLibrary library = openLibrary();
     try {
         const vkrender::Scene scene = vkrender::loadScene(args.scene, library);
         vkrender::RenderOptions options;
         options.width = scene.settings.width;
         options.height = scene.settings.height;
-        if (!args.size.empty()) parseSize(args.size, options.width, options.height);
+        if (!args.size.empty())
+            parseSize(args.size, options.width, options.height);
         options.spp = args.spp > 0 ? args.spp : scene.settings.spp;
         options.threads = args.threads;
         options.seed = args.seed >= 0 ? static_cast<std::uint64_t>(args.seed) : scene.settings.seed;
@@ -127,7 +131,8 @@ void runRender(const RenderArgs& args) {
         vkrender::RenderStats stats;
         const vkimage::Image image = renderer.render(options, &stats);
         write(args.output, image, scene.settings.exposure);
-        if (!args.exr.empty()) write(args.exr, image, scene.settings.exposure);
+        if (!args.exr.empty())
+            write(args.exr, image, scene.settings.exposure);
         if (!args.quiet) {
             std::fprintf(stderr, "%s: %dx%d, %d spp, %.2fs, %.2f Mrays/s\n", args.output.c_str(),
                          options.width, options.height, options.spp, stats.seconds,
@@ -149,19 +154,26 @@ void addCommon(CLI::App* command, RenderArgs& args) {
 
 void setupRender(CLI::App& app) {
     static RenderArgs renderArgs;
-    CLI::App* render = app.add_subcommand("render", "render a scene file with the library's shaders");
+    CLI::App* render =
+        app.add_subcommand("render", "render a scene file with the library's shaders");
     render->add_option("scene", renderArgs.scene, "scene file (JSON)");
-    render->add_option("-o,--output", renderArgs.output, "output image (.png tone-mapped, .exr linear)");
+    render->add_option("-o,--output", renderArgs.output,
+                       "output image (.png tone-mapped, .exr linear)");
     render->add_option("--size", renderArgs.size, "image size WIDTHxHEIGHT (default: the scene's)");
-    render->add_flag("--gallery", renderArgs.gallery, "render the gallery of every exported shader");
-    render->add_option("--tile", renderArgs.tile, "gallery tile size in pixels")->check(CLI::Range(32, 2048));
+    render->add_flag("--gallery", renderArgs.gallery,
+                     "render the gallery of every exported shader");
+    render->add_option("--tile", renderArgs.tile, "gallery tile size in pixels")
+        ->check(CLI::Range(32, 2048));
     addCommon(render, renderArgs);
     render->callback([] { runRender(renderArgs); });
 
     static RenderArgs galleryArgs;
-    CLI::App* gallery = app.add_subcommand("gallery", "render one labelled tile per exported shader");
-    gallery->add_option("-o,--output", galleryArgs.output, "output image (default out/gallery.png)");
-    gallery->add_option("--tile", galleryArgs.tile, "tile size in pixels")->check(CLI::Range(32, 2048));
+    CLI::App* gallery =
+        app.add_subcommand("gallery", "render one labelled tile per exported shader");
+    gallery->add_option("-o,--output", galleryArgs.output,
+                        "output image (default out/gallery.png)");
+    gallery->add_option("--tile", galleryArgs.tile, "tile size in pixels")
+        ->check(CLI::Range(32, 2048));
     addCommon(gallery, galleryArgs);
     gallery->callback([] { runGallery(galleryArgs); });
 }

@@ -32,11 +32,24 @@ void* operator new(std::size_t size) {
     }
     throw std::bad_alloc();
 }
-// The replaced pair allocates with malloc, so free is the matching release.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    if (gCounting.load(std::memory_order_relaxed)) {
+        gAllocations.fetch_add(1, std::memory_order_relaxed);
+    }
+    return std::malloc(size == 0 ? 1 : size);
+}
+// The replaced operators allocate with malloc, so free is the matching release.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete(void* p) noexcept {
+    std::free(p);
+}
+void operator delete(void* p, std::size_t) noexcept {
+    std::free(p);
+}
+void operator delete(void* p, const std::nothrow_t&) noexcept {
+    std::free(p);
+}
 #pragma GCC diagnostic pop
 
 namespace {
@@ -118,7 +131,8 @@ protected:
     void SetUp() override {
         scene.path = "context test";
         // 0: a pane passing (0.5, 0.25, 1); 1: host scenery (opaque).
-        scene.materials.push_back({instance("TintedPane", new TintedPane({0.5f, 0.25f, 1.0f})), {}});
+        scene.materials.push_back(
+            {instance("TintedPane", new TintedPane({0.5f, 0.25f, 1.0f})), {}});
         scene.materials.push_back({nullptr, {0.5f, 0.5f, 0.5f}});
     }
 
@@ -164,9 +178,38 @@ TEST_F(ContextTest, ShadowTransmittanceMultipliesThroughEverySurfaceOnTheSegment
     }
 }
 
+TEST_F(ContextTest, ShadowThroughTheLibraryGlazingPane) {
+    if (!library.hasShader("vexa_kelo_Mtl_Glazing")) {
+        GTEST_SKIP() << "the library does not export vexa_kelo_Mtl_Glazing yet";
+    }
+    // Glazing passes (1 - reflectance^2 / level) * refractColor whatever the angle:
+    // (1 - 0.2^2 / 1) * (0.5, 1, 0.25) = 0.96 * ... = (0.48, 0.96, 0.24); two panes square it.
+    vkrender::Material glass;
+    glass.shader = vkrender::makeShader(
+        library, "vexa_kelo_Mtl_Glazing",
+        R"({"u_reflectance": 0.2, "u_refractColor": [0.5, 1, 0.25]})", "glazing", scene);
+    scene.materials.push_back(glass);
+    const int material = static_cast<int>(scene.materials.size()) - 1;
+    scene.objects.push_back(pane(2.0f, material));
+    scene.objects.push_back(pane(4.0f, material));
+    const vkrender::Renderer renderer(scene);
+    auto context = renderer.makeContext(4);
+    const vyr::Vec3f from{0.0f, 0.0f, 0.0f};
+    const vyr::Vec3f to{0.3f, 0.0f, 3.0f};  // through the lower pane only, at a slant
+    const vyr::Vec3f beyond{0.0f, 0.0f, 6.0f};
+    vyr::Vec3f scratch{};
+    const vyr::Vec3f one = *context->traceShadow(&scratch, &from, &to);
+    EXPECT_NEAR(one.x, 0.48f, 1e-6f);
+    EXPECT_NEAR(one.y, 0.96f, 1e-6f);
+    EXPECT_NEAR(one.z, 0.24f, 1e-6f);
+    const vyr::Vec3f two = *context->traceShadow(&scratch, &from, &beyond);
+    EXPECT_NEAR(two.x, 0.48f * 0.48f, 1e-6f);
+    EXPECT_NEAR(two.y, 0.96f * 0.96f, 1e-6f);
+}
+
 TEST_F(ContextTest, TraceRayStopsAtTheDepthLimitAndBelowTheImportanceCutOff) {
-    scene.environment =
-        vkrender::makeShader(library, "Background", R"({"color": [0.25, 0.5, 0.75]})", "env", scene);
+    scene.environment = vkrender::makeShader(library, "Background",
+                                             R"({"color": [0.25, 0.5, 0.75]})", "env", scene);
     const vkrender::Renderer renderer(scene);
     auto context = renderer.makeContext(3);
     const vyr::Vec3f origin{0.0f, 0.0f, 0.0f};
@@ -178,13 +221,14 @@ TEST_F(ContextTest, TraceRayStopsAtTheDepthLimitAndBelowTheImportanceCutOff) {
     };
     // A ray traced from depth d has depth d + 1; with the limit 3, depth 3 brings back black.
     // The importance multiplies into the path weight, which must reach 1/1000.
-    const Row rows[] = {{0, 1.0f, 0.25f}, {1, 1.0f, 0.25f}, {2, 1.0f, 0.0f},
+    const Row rows[] = {{0, 1.0f, 0.25f},   {1, 1.0f, 0.25f},   {2, 1.0f, 0.0f},
                         {0, 0.001f, 0.25f}, {0, 0.0009f, 0.0f}, {0, 0.0f, 0.0f}};
     for (const Row& row : rows) {
         context->setDepth(row.depth);
         vyr::Vec3f scratch{};
         const vyr::Vec3f* c = context->traceRay(&scratch, &origin, &up, row.importance);
-        EXPECT_FLOAT_EQ(c->x, row.expectedRed) << "depth " << row.depth << " importance " << row.importance;
+        EXPECT_FLOAT_EQ(c->x, row.expectedRed)
+            << "depth " << row.depth << " importance " << row.importance;
         const vyr::Vec3f* s = context->traceStraight(&scratch, &origin, &up, row.importance);
         EXPECT_FLOAT_EQ(s->x, row.expectedRed) << "straight, depth " << row.depth;
     }

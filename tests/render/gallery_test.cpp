@@ -1,5 +1,7 @@
 // The gallery: a preset for every catalog shader, a tile for every exported one, node trees
 // expanded into parameter names, and the CLI's render and gallery commands end to end.
+#include "render/gallery.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -12,7 +14,6 @@
 
 #include "frame/shader_catalog.h"
 #include "image_io.h"
-#include "render/gallery.h"
 #include "shader_library.h"
 
 namespace {
@@ -31,11 +32,12 @@ TEST(Gallery, NodeTreesExpandIntoPathNamedParameters) {
         vkrender::expandNodeTree("_ward_diffuse_color_", "Noise(Tile(UB, const), UB)", "t.png"));
     // The Noise's own parameters, the Tile feeding color1 with its bitmap brick colour and a
     // constant mortar colour, and a bitmap feeding color2.
-    for (const char* name : {"_ward_diffuse_color_Noise_size", "_ward_diffuse_color_Noise_type",
-                             "_ward_diffuse_color_Noise_color1_Tile_repeatX",
-                             "_ward_diffuse_color_Noise_color1_Tile_brickColor_UnifiedBitmap_texture",
-                             "_ward_diffuse_color_Noise_color1_Tile_mortarColor",
-                             "_ward_diffuse_color_Noise_color2_UnifiedBitmap_amount"}) {
+    for (const char* name :
+         {"_ward_diffuse_color_Noise_size", "_ward_diffuse_color_Noise_type",
+          "_ward_diffuse_color_Noise_color1_Tile_repeatX",
+          "_ward_diffuse_color_Noise_color1_Tile_brickColor_UnifiedBitmap_texture",
+          "_ward_diffuse_color_Noise_color1_Tile_mortarColor",
+          "_ward_diffuse_color_Noise_color2_UnifiedBitmap_amount"}) {
         EXPECT_TRUE(params.contains(name)) << name;
     }
     EXPECT_FALSE(params.contains("_ward_diffuse_color_Noise_color1"));
@@ -67,7 +69,8 @@ TEST(Gallery, OneTileForEveryExportedShaderAndNoFailures) {
 // Runs the CLI; returns the exit status and fills what it printed on stderr.
 int runCli(const std::string& arguments, std::string* errors) {
     const std::string errFile = testing::TempDir() + "vkrender_cli_err.txt";
-    const std::string command = std::string(VEXAKELO_CLI) + " " + arguments + " >/dev/null 2>" + errFile;
+    const std::string command =
+        std::string(VEXAKELO_CLI) + " " + arguments + " >/dev/null 2>" + errFile;
     const int status = std::system(command.c_str());
     std::ifstream in(errFile);
     std::stringstream text;
@@ -77,13 +80,17 @@ int runCli(const std::string& arguments, std::string* errors) {
 }
 
 TEST(Cli, RenderWritesPngAndExrAndFailsInOneLine) {
-    if (std::string(VEXAKELO_CLI).empty()) GTEST_SKIP() << "no CLI in this build";
+    if (std::string(VEXAKELO_CLI).empty())
+        GTEST_SKIP() << "no CLI in this build";
     const std::string dir = testing::TempDir() + "vkrender_cli/";
     std::filesystem::remove_all(dir);
     const std::string scene = std::string(VEXAKELO_SOURCE_DIR) + "/scenes/simple.json";
     std::string errors;
-    ASSERT_EQ(runCli("render " + scene + " -o " + dir + "a.png --exr " + dir + "a.exr --size 24x16 --spp 2 -q",
-                     &errors), 0) << errors;
+    ASSERT_EQ(runCli("render " + scene + " -o " + dir + "a.png --exr " + dir +
+                         "a.exr --size 24x16 --spp 2 -q",
+                     &errors),
+              0)
+        << errors;
     const vkimage::Image png = vkimage::readImage(dir + "a.png");
     EXPECT_EQ(png.width, 24);
     EXPECT_EQ(png.height, 16);
@@ -96,8 +103,10 @@ TEST(Cli, RenderWritesPngAndExrAndFailsInOneLine) {
     const std::string bad = dir + "bad.json";
     std::ofstream(bad) << R"({"environment": {"shader": "Nope"}})";
     const Row rows[] = {
-        {"render " + bad + " -o " + dir + "b.png", bad + ": environment.shader: unknown shader 'Nope'"},
-        {"render " + scene + " -o " + dir + "b.png --size 12by4", "--size 12by4: expected WIDTHxHEIGHT"},
+        {"render " + bad + " -o " + dir + "b.png",
+         bad + ": environment.shader: unknown shader 'Nope'"},
+        {"render " + scene + " -o " + dir + "b.png --size 12by4",
+         "--size 12by4: expected WIDTHxHEIGHT"},
         {"render " + scene + " -o " + dir + "b.tiff", "expected a .png or .exr file"},
         {"render " + dir + "none.json -o " + dir + "b.png", "none.json: cannot open scene file"},
     };
@@ -110,7 +119,8 @@ TEST(Cli, RenderWritesPngAndExrAndFailsInOneLine) {
 }
 
 TEST(Cli, GalleryWritesOneImage) {
-    if (std::string(VEXAKELO_CLI).empty()) GTEST_SKIP() << "no CLI in this build";
+    if (std::string(VEXAKELO_CLI).empty())
+        GTEST_SKIP() << "no CLI in this build";
     const std::string out = testing::TempDir() + "vkrender_gallery/g.png";
     std::filesystem::remove_all(testing::TempDir() + "vkrender_gallery");
     std::string errors;

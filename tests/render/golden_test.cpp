@@ -64,8 +64,8 @@ TEST_P(Golden, RenderMatchesTheStoredReference) {
     const std::string reference = sourcePath(std::string("tests/render/golden/") + c.name + ".exr");
     if (std::getenv("VEXAKELO_UPDATE_GOLDEN") != nullptr) {
         vkimage::writeImage(reference, image);
-        vkimage::writeImage(sourcePath(std::string("tests/render/golden/") + c.name + ".png"), image,
-                            vkimage::ToneMap::Filmic);
+        vkimage::writeImage(sourcePath(std::string("tests/render/golden/") + c.name + ".png"),
+                            image, vkimage::ToneMap::Filmic);
         GTEST_SKIP() << "wrote " << reference;
     }
     const vkimage::Image expected = vkimage::readImage(reference);

@@ -1,5 +1,7 @@
 // Scene files: what a good file gives the shaders, and the one-line errors for bad ones (each
 // names the file and the JSON path of the problem).
+#include "render/scene.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -7,12 +9,13 @@
 #include <string>
 
 #include "parameters.h"
-#include "render/scene.h"
 #include "shader_library.h"
 
 namespace {
 
-std::string scenesDir() { return std::string(VEXAKELO_SOURCE_DIR) + "/scenes"; }
+std::string scenesDir() {
+    return std::string(VEXAKELO_SOURCE_DIR) + "/scenes";
+}
 
 TEST(SceneFile, ParametersReachTheShaderObjectsByDeclaredName) {
     const vkhost::ShaderLibrary library;
@@ -23,7 +26,8 @@ TEST(SceneFile, ParametersReachTheShaderObjectsByDeclaredName) {
                     "params": {"color": [0.5, 0.25, 2]}},
                    {"shader": "SimpleAmbientLight"}],
         "environment": {"shader": "Background", "params": {"color": [0, 0.5, 1]}}
-    })", "inline.json", "", library);
+    })",
+                                                       "inline.json", "", library);
     ASSERT_EQ(scene.lights.size(), 2u);
     EXPECT_EQ(scene.lights[0].shape, vkrender::LightShape::Point);
     EXPECT_EQ(scene.lights[1].shape, vkrender::LightShape::Ambient);
@@ -47,14 +51,16 @@ TEST(SceneFile, MeshesLoadFromObjFiles) {
     const vkhost::ShaderLibrary library;
     const vkrender::Scene scene = vkrender::parseScene(R"({"objects": [
         {"type": "mesh", "file": "meshes/cube.obj", "scale": 2, "translate": [0, 0, 1],
-         "material": {"diffuse": [1, 1, 1]}}]})", "inline.json", scenesDir(), library);
+         "material": {"diffuse": [1, 1, 1]}}]})",
+                                                       "inline.json", scenesDir(), library);
     ASSERT_EQ(scene.objects.size(), 1u);
     // Six quads, two triangles each, three corners per triangle.
     EXPECT_EQ(scene.objects[0].positions.size(), 36u);
     EXPECT_EQ(scene.objects[0].uvs.size(), 36u);
     // Scaled by 2 and lifted by 1: z from 0 to 2.
     float low = 10.0f;
-    for (const auto& p : scene.objects[0].positions) low = std::min(low, p.z);
+    for (const auto& p : scene.objects[0].positions)
+        low = std::min(low, p.z);
     EXPECT_EQ(low, 0.0f);
 }
 
@@ -77,10 +83,12 @@ TEST(SceneFile, BadInputIsOneLineNamingTheFileAndThePath) {
          "lights[0].params.color[1]: expected a number, got string"},
         {R"({"lights": [{"shader": "SimplePointLight", "ies": "lamp.ies"}]})",
          "lights[0].ies: lamp.ies: IES files need the photometry module"},
-        {R"({"lights": [{"shader": "SimplePointLight", "shape": "cone"}]})", "lights[0].shape: expected"},
+        {R"({"lights": [{"shader": "SimplePointLight", "shape": "cone"}]})",
+         "lights[0].shape: expected"},
         {R"({"objects": [{"type": "sphere", "radius": -1, "material": {"diffuse": [1, 1, 1]}}]})",
          "objects[0].radius: must be positive"},
-        {R"({"objects": [{"type": "cube", "material": {"diffuse": [1, 1, 1]}}]})", "objects[0].type: expected"},
+        {R"({"objects": [{"type": "cube", "material": {"diffuse": [1, 1, 1]}}]})",
+         "objects[0].type: expected"},
         {R"({"objects": [{"type": "sphere"}]})", "objects[0]: missing \"material\""},
         {R"({"objects": [{"type": "mesh", "file": "missing.obj", "material": {"diffuse": [1, 1, 1]}}]})",
          "objects[0].file: missing.obj: no such file"},

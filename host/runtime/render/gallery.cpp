@@ -14,11 +14,19 @@
 #define VKRENDER_SCENES_DIR "scenes"
 #endif
 
+// Cairo's text goes through fontconfig, which keeps its configuration for the life of the
+// process by design. Leak checking (in sanitizer builds) is told so; elsewhere this is unused.
+extern "C" const char* __lsan_default_suppressions() {
+    return "leak:libfontconfig.so\n";
+}
+
 namespace vkrender {
 
 using nlohmann::json;
 
-std::string defaultScenesDir() { return VKRENDER_SCENES_DIR; }
+std::string defaultScenesDir() {
+    return VKRENDER_SCENES_DIR;
+}
 
 // --- Procedural node trees --------------------------------------------------------------------
 
@@ -31,14 +39,17 @@ struct TreeParser {
     json out = json::object();
 
     void skipSpace() {
-        while (at < text.size() && text[at] == ' ') ++at;
+        while (at < text.size() && text[at] == ' ')
+            ++at;
     }
     std::string word() {
         skipSpace();
         const std::size_t start = at;
-        while (at < text.size() && std::isalnum(static_cast<unsigned char>(text[at]))) ++at;
+        while (at < text.size() && std::isalnum(static_cast<unsigned char>(text[at])))
+            ++at;
         if (start == at) {
-            throw SceneError("node tree '" + text + "': expected a node kind at " + std::to_string(at));
+            throw SceneError("node tree '" + text + "': expected a node kind at " +
+                             std::to_string(at));
         }
         return text.substr(start, at - start);
     }
@@ -79,7 +90,8 @@ struct TreeParser {
             expect(')');
         } else if (kind == "Tile") {
             const std::string p = prefix + "Tile_";
-            for (const char* key : {"verticalCount", "horizontalCount"}) out[p + key] = 4.0;
+            for (const char* key : {"verticalCount", "horizontalCount"})
+                out[p + key] = 4.0;
             out[p + "colorVariance"] = 0.1;
             out[p + "fadeVariance"] = 0.1;
             out[p + "horizontalGap"] = 0.03;
@@ -116,17 +128,24 @@ json expandTree(const std::string& prefix, const std::string& tree, const std::s
     parser.node(prefix, "", json::array({0.5, 0.5, 0.5, 1.0}));
     parser.skipSpace();
     if (parser.at != tree.size()) {
-        throw SceneError("node tree '" + tree + "': unexpected text at " + std::to_string(parser.at));
+        throw SceneError("node tree '" + tree + "': unexpected text at " +
+                         std::to_string(parser.at));
     }
     return parser.out;
 }
 
-json vec(float x, float y, float z) { return json::array({x, y, z}); }
+json vec(float x, float y, float z) {
+    return json::array({x, y, z});
+}
 
-json hostDiffuse(float r, float g, float b) { return {{"diffuse", vec(r, g, b)}}; }
+json hostDiffuse(float r, float g, float b) {
+    return {{"diffuse", vec(r, g, b)}};
+}
 
 json sphere(json center, float radius, json material) {
-    return {{"type", "sphere"}, {"center", std::move(center)}, {"radius", radius},
+    return {{"type", "sphere"},
+            {"center", std::move(center)},
+            {"radius", radius},
             {"material", std::move(material)}};
 }
 
@@ -178,16 +197,21 @@ std::string galleryScene(const vkhost::ShaderLibrary& library, const std::string
     json scene;
     json objects = json::array();
     json lights = json::array();
-    json ground = {{"type", "plane"}, {"center", vec(0, 0, 0)}, {"size", 60.0},
+    json ground = {{"type", "plane"},
+                   {"center", vec(0, 0, 0)},
+                   {"size", 60.0},
                    {"material", hostDiffuse(0.42f, 0.42f, 0.42f)}};
-    json skyEnvironment = has("vexa_kelo_Env_Sky")
-        ? json{{"shader", "vexa_kelo_Env_Sky"},
-               {"params", {{"sun_direction", vec(0.5f, -0.7f, 0.45f)}, {"haze", 1.0},
-                           {"multiplier", 0.08}}}}
-        : json{{"shader", "Background"}, {"params", {{"color", vec(0.45f, 0.55f, 0.7f)}}}};
+    json skyEnvironment =
+        has("vexa_kelo_Env_Sky")
+            ? json{{"shader", "vexa_kelo_Env_Sky"},
+                   {"params",
+                    {{"sun_direction", vec(0.5f, -0.7f, 0.45f)},
+                     {"haze", 1.0},
+                     {"multiplier", 0.08}}}}
+            : json{{"shader", "Background"}, {"params", {{"color", vec(0.45f, 0.55f, 0.7f)}}}};
     if (kind == vyr::kMaterialKind) {
-        scene["camera"] = {{"position", vec(0, -4.6f, 1.7f)}, {"look_at", vec(0, 0, 0.85f)},
-                           {"fov", 32.0}};
+        scene["camera"] = {
+            {"position", vec(0, -4.6f, 1.7f)}, {"look_at", vec(0, 0, 0.85f)}, {"fov", 32.0}};
         objects.push_back(sphere(vec(0, 0, 0.9f), 0.9f, node));
         objects.push_back(ground);
         // Two coloured props behind the sphere give reflections and refractions something to show.
@@ -195,34 +219,44 @@ std::string galleryScene(const vkhost::ShaderLibrary& library, const std::string
         objects.push_back(sphere(vec(1.6f, 1.5f, 0.45f), 0.45f, hostDiffuse(0.1f, 0.25f, 0.7f)));
         scene["environment"] = skyEnvironment;
         // The sun: far enough that it stands for a direction.
-        lights.push_back({{"shader", "SimplePointLight"}, {"position", vec(500, -700, 450)},
+        lights.push_back({{"shader", "SimplePointLight"},
+                          {"position", vec(500, -700, 450)},
                           {"params", {{"color", vec(2.6f, 2.5f, 2.3f)}}}});
         if (has("vexa_kelo_Lgt_Spot")) {
-            lights.push_back({{"shader", "vexa_kelo_Lgt_Spot"}, {"position", vec(-2.5f, -2.5f, 4)},
+            lights.push_back({{"shader", "vexa_kelo_Lgt_Spot"},
+                              {"position", vec(-2.5f, -2.5f, 4)},
                               {"target", vec(0, 0, 0.9f)},
-                              {"params", {{"color", vec(1, 0.9f, 0.75f)}, {"intensity", 30.0},
-                                          {"hotspot", 0.97}, {"falloff", 0.93}}}});
+                              {"params",
+                               {{"color", vec(1, 0.9f, 0.75f)},
+                                {"intensity", 30.0},
+                                {"hotspot", 0.97},
+                                {"falloff", 0.93}}}});
         }
     } else if (kind == vyr::kLightKind) {
-        scene["camera"] = {{"position", vec(0, -5.2f, 2.4f)}, {"look_at", vec(0, 0, 0.8f)},
-                           {"fov", 38.0}};
+        scene["camera"] = {
+            {"position", vec(0, -5.2f, 2.4f)}, {"look_at", vec(0, 0, 0.8f)}, {"fov", 38.0}};
         objects.push_back(sphere(vec(0, 0, 0.7f), 0.7f, hostDiffuse(0.6f, 0.6f, 0.6f)));
         objects.push_back(sphere(vec(-1.3f, 0.6f, 0.35f), 0.35f, hostDiffuse(0.6f, 0.6f, 0.6f)));
         objects.push_back(ground);
-        objects.push_back({{"type", "quad"}, {"center", vec(0, 2.5f, 2.0f)},
-                           {"edge_u", vec(8, 0, 0)}, {"edge_v", vec(0, 0, 4)},
+        objects.push_back({{"type", "quad"},
+                           {"center", vec(0, 2.5f, 2.0f)},
+                           {"edge_u", vec(8, 0, 0)},
+                           {"edge_v", vec(0, 0, 4)},
                            {"material", hostDiffuse(0.5f, 0.5f, 0.5f)}});
         scene["environment"] = {{"shader", "Background"},
                                 {"params", {{"color", vec(0.01f, 0.01f, 0.012f)}}}};
-        if (!node.contains("position")) node["position"] = vec(1.5f, -1.5f, 3.5f);
-        if (!node.contains("target") && !node.contains("axis")) node["target"] = vec(0, 0, 0.5f);
+        if (!node.contains("position"))
+            node["position"] = vec(1.5f, -1.5f, 3.5f);
+        if (!node.contains("target") && !node.contains("axis"))
+            node["target"] = vec(0, 0, 0.5f);
         lights.push_back(node);
     } else {
-        scene["camera"] = {{"position", vec(0, -5.0f, 1.2f)}, {"look_at", vec(0, 0, 1.5f)},
-                           {"fov", 60.0}};
+        scene["camera"] = {
+            {"position", vec(0, -5.0f, 1.2f)}, {"look_at", vec(0, 0, 1.5f)}, {"fov", 60.0}};
         json ball = has("vexa_kelo_Mtl_Mirror")
-            ? json{{"shader", "vexa_kelo_Mtl_Mirror"}, {"params", {{"u_tintColor", vec(0.9f, 0.9f, 0.9f)}}}}
-            : hostDiffuse(0.6f, 0.6f, 0.6f);
+                        ? json{{"shader", "vexa_kelo_Mtl_Mirror"},
+                               {"params", {{"u_tintColor", vec(0.9f, 0.9f, 0.9f)}}}}
+                        : hostDiffuse(0.6f, 0.6f, 0.6f);
         objects.push_back(sphere(vec(0, 0, 1.2f), 0.8f, ball));
         scene["environment"] = node;
     }
@@ -259,18 +293,21 @@ void drawLabel(vkimage::Image& image, int x, int y, int w, int h, const std::str
     const int stride = cairo_image_surface_get_stride(surface);
     for (int row = 0; row < band; ++row) {
         const int py = y + h - band + row;
-        if (py < 0 || py >= image.height) continue;
+        if (py < 0 || py >= image.height)
+            continue;
         for (int col = 0; col < w; ++col) {
             const int px = x + col;
-            if (px < 0 || px >= image.width) continue;
+            if (px < 0 || px >= image.width)
+                continue;
             std::uint32_t argb;
             std::memcpy(&argb, data + row * stride + 4 * col, sizeof argb);
             const float a = static_cast<float>((argb >> 24) & 0xFF) / 255.0f;
-            if (a <= 0.0f) continue;
+            if (a <= 0.0f)
+                continue;
             auto channel = [&](int shift) {
                 const auto premultiplied = static_cast<float>((argb >> shift) & 0xFF);
-                return vkimage::srgb8ToLinear(static_cast<unsigned char>(
-                    std::clamp(premultiplied / a + 0.5f, 0.0f, 255.0f)));
+                return vkimage::srgb8ToLinear(
+                    static_cast<unsigned char>(std::clamp(premultiplied / a + 0.5f, 0.0f, 255.0f)));
             };
             vyr::Vec4f& p = image.at(px, py);
             p.x = p.x * (1.0f - a) + channel(16) * a;
@@ -287,11 +324,13 @@ vkimage::Image renderGallery(const vkhost::ShaderLibrary& library, const Gallery
                              std::vector<GalleryTile>* tilesOut, std::ostream& warnings) {
     const std::vector<std::string>& names = library.shaderNames();
     const int count = static_cast<int>(names.size());
-    const int columns = std::max(1, static_cast<int>(std::ceil(std::sqrt(static_cast<double>(count)))));
+    const int columns =
+        std::max(1, static_cast<int>(std::ceil(std::sqrt(static_cast<double>(count)))));
     const int rows = std::max(1, (count + columns - 1) / columns);
     const int size = options.tileSize;
     vkimage::Image gallery(columns * size, rows * size, {0.02f, 0.02f, 0.02f, 1.0f});
-    const std::string scenesDir = options.scenesDir.empty() ? defaultScenesDir() : options.scenesDir;
+    const std::string scenesDir =
+        options.scenesDir.empty() ? defaultScenesDir() : options.scenesDir;
     const auto start = std::chrono::steady_clock::now();
     std::vector<GalleryTile> tiles;
     bool progressShown = false;
@@ -321,7 +360,8 @@ vkimage::Image renderGallery(const vkhost::ShaderLibrary& library, const Gallery
             for (int y = 0; y < size; ++y) {
                 for (int x = 0; x < size; ++x) {
                     const vyr::Vec4f c = image.at(x, y);
-                    gallery.at(x0 + x, y0 + y) = {c.x * exposure, c.y * exposure, c.z * exposure, 1.0f};
+                    gallery.at(x0 + x, y0 + y) = {c.x * exposure, c.y * exposure, c.z * exposure,
+                                                  1.0f};
                 }
             }
         } catch (const std::exception& e) {

@@ -83,7 +83,9 @@ const std::vector<GalleryPreset> kPresets = {
 
 }  // namespace
 
-const std::vector<GalleryPreset>& galleryPresets() { return kPresets; }
+const std::vector<GalleryPreset>& galleryPresets() {
+    return kPresets;
+}
 
 const GalleryPreset* findPreset(std::string_view shader) {
     for (const GalleryPreset& preset : kPresets) {

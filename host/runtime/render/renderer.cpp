@@ -26,10 +26,13 @@ constexpr int kDiskSegments = 96;
 
 // Offsets rays off the surface they leave, relative to the scene's scale at that point.
 float epsilonAt(Vec3f p) {
-    return 1.0e-4f * std::fmax(1.0f, std::fmax(std::fabs(p.x), std::fmax(std::fabs(p.y), std::fabs(p.z))));
+    return 1.0e-4f *
+           std::fmax(1.0f, std::fmax(std::fabs(p.x), std::fmax(std::fabs(p.y), std::fabs(p.z))));
 }
 
-bool finite(Vec3f c) { return std::isfinite(c.x) && std::isfinite(c.y) && std::isfinite(c.z); }
+bool finite(Vec3f c) {
+    return std::isfinite(c.x) && std::isfinite(c.y) && std::isfinite(c.z);
+}
 
 }  // namespace
 
@@ -39,8 +42,10 @@ struct Renderer::Embree {
     RTCDevice device = nullptr;
     RTCScene scene = nullptr;
     ~Embree() {
-        if (scene != nullptr) rtcReleaseScene(scene);
-        if (device != nullptr) rtcReleaseDevice(device);
+        if (scene != nullptr)
+            rtcReleaseScene(scene);
+        if (device != nullptr)
+            rtcReleaseDevice(device);
     }
 };
 
@@ -104,13 +109,17 @@ Renderer::Renderer(const Scene& scene) : scene_(scene), embree_(std::make_unique
                     const float a0 = 2.0f * kPi * static_cast<float>(i) / kDiskSegments;
                     const float a1 = 2.0f * kPi * static_cast<float>(i + 1) / kDiskSegments;
                     corners.push_back(object.center);
-                    corners.push_back(object.center + object.radius * (std::cos(a0) * t + std::sin(a0) * b));
-                    corners.push_back(object.center + object.radius * (std::cos(a1) * t + std::sin(a1) * b));
+                    corners.push_back(object.center +
+                                      object.radius * (std::cos(a0) * t + std::sin(a0) * b));
+                    corners.push_back(object.center +
+                                      object.radius * (std::cos(a1) * t + std::sin(a1) * b));
                 }
                 addTriangles(embree_->device, embree_->scene, corners);
                 break;
             }
-            case ShapeKind::Mesh: addTriangles(embree_->device, embree_->scene, object.positions); break;
+            case ShapeKind::Mesh:
+                addTriangles(embree_->device, embree_->scene, object.positions);
+                break;
         }
     }
     rtcCommitScene(embree_->scene);
@@ -165,7 +174,8 @@ public:
     ~Progress() { finish(); }
     void tick() { done_.fetch_add(1, std::memory_order_relaxed); }
     void finish() {
-        if (!thread_.joinable()) return;
+        if (!thread_.joinable())
+            return;
         {
             std::lock_guard lock(mutex_);
             stop_ = true;
@@ -183,7 +193,8 @@ private:
         constexpr int kWidth = 30;
         const int filled = static_cast<int>(fraction * kWidth);
         char bar[kWidth + 1];
-        for (int i = 0; i < kWidth; ++i) bar[i] = i < filled ? '#' : '.';
+        for (int i = 0; i < kWidth; ++i)
+            bar[i] = i < filled ? '#' : '.';
         bar[kWidth] = '\0';
         std::fprintf(stderr, "\rrendering [%s] %3d%%  %5.1fs left ", bar,
                      static_cast<int>(fraction * 100.0), left);
@@ -195,7 +206,8 @@ private:
         while (!wake_.wait_for(lock, std::chrono::milliseconds(200), [this] { return stop_; })) {
             const double elapsed =
                 std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-            if (elapsed < 1.0) continue;
+            if (elapsed < 1.0)
+                continue;
             const double fraction = static_cast<double>(done_.load()) / total_;
             const double left = fraction > 0.0 ? elapsed * (1.0 - fraction) / fraction : 0.0;
             draw(fraction, left);
@@ -222,54 +234,64 @@ vkimage::Image Renderer::render(const RenderOptions& options, RenderStats* stats
     const Vec3f right = normalize(cross(forward, camera.up));
     const Vec3f up = cross(right, forward);
     const float halfHeight = std::tan(0.5f * camera.fovDegrees * kPi / 180.0f);
-    const float aspect = static_cast<float>(options.width) / static_cast<float>(options.height);
+    const float widthOverHeight =
+        static_cast<float>(options.width) / static_cast<float>(options.height);
 
     const int tilesX = (options.width + kTileSize - 1) / kTileSize;
     const int tilesY = (options.height + kTileSize - 1) / kTileSize;
     const int tiles = tilesX * tilesY;
     // The seed is mixed so that neighbouring seeds give unrelated streams.
-    const std::uint64_t seed = (static_cast<std::uint64_t>(mix32(static_cast<std::uint32_t>(options.seed))) << 32) ^
-                               mix32(static_cast<std::uint32_t>(options.seed >> 32) ^ 0x5bd1e995u);
+    const std::uint64_t seed =
+        (static_cast<std::uint64_t>(mix32(static_cast<std::uint32_t>(options.seed))) << 32) ^
+        mix32(static_cast<std::uint32_t>(options.seed >> 32) ^ 0x5bd1e995u);
 
     tbb::enumerable_thread_specific<std::unique_ptr<RenderContext>> contexts(
         [&] { return makeContext(options.maxDepth); });
     Progress progress(options.progress, tiles);
-    const int threads = options.threads > 0 ? options.threads : tbb::this_task_arena::max_concurrency();
+    const int threads =
+        options.threads > 0 ? options.threads : tbb::this_task_arena::max_concurrency();
     tbb::task_arena arena(threads);
     arena.execute([&] {
-        tbb::parallel_for(tbb::blocked_range<int>(0, tiles, 1), [&](const tbb::blocked_range<int>& range) {
-            RenderContext& context = *contexts.local();
-            for (int tile = range.begin(); tile != range.end(); ++tile) {
-                const int x0 = (tile % tilesX) * kTileSize;
-                const int y0 = (tile / tilesX) * kTileSize;
-                for (int y = y0; y < std::min(y0 + kTileSize, options.height); ++y) {
-                    for (int x = x0; x < std::min(x0 + kTileSize, options.width); ++x) {
-                        context.beginPixel(seed, static_cast<std::uint64_t>(y) * options.width + x);
-                        Vec3f sum{0.0f, 0.0f, 0.0f};
-                        for (int s = 0; s < options.spp; ++s) {
-                            // The first sample looks through the pixel centre, the rest jitter.
-                            float jx = 0.5f;
-                            float jy = 0.5f;
-                            if (s > 0) {
-                                jx = context.random1();
-                                jy = context.random1();
+        tbb::parallel_for(
+            tbb::blocked_range<int>(0, tiles, 1), [&](const tbb::blocked_range<int>& range) {
+                RenderContext& context = *contexts.local();
+                for (int tile = range.begin(); tile != range.end(); ++tile) {
+                    const int x0 = (tile % tilesX) * kTileSize;
+                    const int y0 = (tile / tilesX) * kTileSize;
+                    for (int y = y0; y < std::min(y0 + kTileSize, options.height); ++y) {
+                        for (int x = x0; x < std::min(x0 + kTileSize, options.width); ++x) {
+                            context.beginPixel(seed,
+                                               static_cast<std::uint64_t>(y) * options.width + x);
+                            Vec3f sum{0.0f, 0.0f, 0.0f};
+                            for (int s = 0; s < options.spp; ++s) {
+                                // The first sample looks through the pixel centre, the rest jitter.
+                                float jx = 0.5f;
+                                float jy = 0.5f;
+                                if (s > 0) {
+                                    jx = context.random1();
+                                    jy = context.random1();
+                                }
+                                const float sx =
+                                    (2.0f * (static_cast<float>(x) + jx) / options.width - 1.0f) *
+                                    halfHeight * widthOverHeight;
+                                const float sy =
+                                    (1.0f - 2.0f * (static_cast<float>(y) + jy) / options.height) *
+                                    halfHeight;
+                                const Vec3f dir = normalize(forward + sx * right + sy * up);
+                                const Vec3f c = context.cameraRay(camera.position, dir);
+                                // Deliberate: a sample that came back infinite or NaN (a shader
+                                // dividing by zero at a grazing hit) counts as black rather than
+                                // poisoning the pixel.
+                                if (finite(c))
+                                    sum += c;
                             }
-                            const float sx = (2.0f * (static_cast<float>(x) + jx) / options.width - 1.0f) * halfHeight * aspect;
-                            const float sy = (1.0f - 2.0f * (static_cast<float>(y) + jy) / options.height) * halfHeight;
-                            const Vec3f dir = normalize(forward + sx * right + sy * up);
-                            const Vec3f c = context.cameraRay(camera.position, dir);
-                            // Deliberate: a sample that came back infinite or NaN (a shader
-                            // dividing by zero at a grazing hit) counts as black rather than
-                            // poisoning the pixel.
-                            if (finite(c)) sum += c;
+                            const float inv = 1.0f / static_cast<float>(options.spp);
+                            image.at(x, y) = {sum.x * inv, sum.y * inv, sum.z * inv, 1.0f};
                         }
-                        const float inv = 1.0f / static_cast<float>(options.spp);
-                        image.at(x, y) = {sum.x * inv, sum.y * inv, sum.z * inv, 1.0f};
                     }
+                    progress.tick();
                 }
-                progress.tick();
-            }
-        });
+            });
     });
     progress.finish();
     if (stats != nullptr) {
@@ -278,7 +300,8 @@ vkimage::Image Renderer::render(const RenderOptions& options, RenderStats* stats
             stats->rays += context->rays;
             stats->shadingCalls += context->shadingCalls;
         }
-        stats->seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        stats->seconds =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     }
     return image;
 }
@@ -313,7 +336,8 @@ void RenderContext::fillSurface(vyr::ShadingState& state, const Hit& hit, Vec3f 
             n = normalize(p - object.center);
             p = object.center + object.radius * n;
             ng = n;
-            uv = {std::atan2(n.y, n.x) / (2.0f * kPi) + 0.5f, std::acos(std::fmax(-1.0f, std::fmin(1.0f, n.z))) / kPi};
+            uv = {std::atan2(n.y, n.x) / (2.0f * kPi) + 0.5f,
+                  std::acos(std::fmax(-1.0f, std::fmin(1.0f, n.z))) / kPi};
             const Vec3f around{-n.y, n.x, 0.0f};
             tangent = length(around) > 1.0e-6f ? normalize(around) : Vec3f{1.0f, 0.0f, 0.0f};
             break;
@@ -345,7 +369,8 @@ void RenderContext::fillSurface(vyr::ShadingState& state, const Hit& hit, Vec3f 
             ng = normalize(cross(e1, e2));
             n = ng;
             if (!object.normals.empty()) {
-                n = normalize(w * object.normals[i] + hit.u * object.normals[i + 1] + hit.v * object.normals[i + 2]);
+                n = normalize(w * object.normals[i] + hit.u * object.normals[i + 1] +
+                              hit.v * object.normals[i + 2]);
             }
             Vec3f b;
             orthonormalBasis(n, tangent, b);
@@ -353,13 +378,16 @@ void RenderContext::fillSurface(vyr::ShadingState& state, const Hit& hit, Vec3f 
                 const Vec2f t0 = object.uvs[i];
                 const Vec2f t1 = object.uvs[i + 1];
                 const Vec2f t2 = object.uvs[i + 2];
-                uv = {w * t0.x + hit.u * t1.x + hit.v * t2.x, w * t0.y + hit.u * t1.y + hit.v * t2.y};
-                const float du1 = t1.x - t0.x, dv1 = t1.y - t0.y, du2 = t2.x - t0.x, dv2 = t2.y - t0.y;
+                uv = {w * t0.x + hit.u * t1.x + hit.v * t2.x,
+                      w * t0.y + hit.u * t1.y + hit.v * t2.y};
+                const float du1 = t1.x - t0.x, dv1 = t1.y - t0.y, du2 = t2.x - t0.x,
+                            dv2 = t2.y - t0.y;
                 const float det = du1 * dv2 - du2 * dv1;
                 if (std::fabs(det) > 1.0e-12f) {
                     const Vec3f dpdu = (1.0f / det) * (dv2 * e1 - dv1 * e2);
                     const Vec3f projected = dpdu - dot(dpdu, n) * n;
-                    if (length(projected) > 0.0f) tangent = normalize(projected);
+                    if (length(projected) > 0.0f)
+                        tangent = normalize(projected);
                 }
             }
             break;
@@ -380,9 +408,12 @@ void RenderContext::fillSurface(vyr::ShadingState& state, const Hit& hit, Vec3f 
         const Vec3f bitangent = cross(n, tangent);
         // The shaders take the tangent in surface space and bring it to the world through
         // localFrame; our frames carry no rotation, only a mesh's scale and offset.
-        if (shader->tangentOffset >= 0) std::memcpy(bytes + shader->tangentOffset, &tangent, sizeof tangent);
-        if (shader->bitangentOffset >= 0) std::memcpy(bytes + shader->bitangentOffset, &bitangent, sizeof bitangent);
-        if (shader->uvOffset >= 0) std::memcpy(bytes + shader->uvOffset, &uv, sizeof uv);
+        if (shader->tangentOffset >= 0)
+            std::memcpy(bytes + shader->tangentOffset, &tangent, sizeof tangent);
+        if (shader->bitangentOffset >= 0)
+            std::memcpy(bytes + shader->bitangentOffset, &bitangent, sizeof bitangent);
+        if (shader->uvOffset >= 0)
+            std::memcpy(bytes + shader->uvOffset, &uv, sizeof uv);
     }
 }
 
@@ -439,7 +470,8 @@ Vec3f RenderContext::shadeHit(const Hit& hit, Vec3f origin, Vec3f dir, int depth
 // Host scenery: a grey Lambertian surface lit by the light samples (cosine over pi), the
 // ambient lights, and one cosine-sampled bounce that brings the environment and the other
 // surfaces in.
-Vec3f RenderContext::shadeScenery(const Material& material, const vyr::ShadingState& state, int depth) {
+Vec3f RenderContext::shadeScenery(const Material& material, const vyr::ShadingState& state,
+                                  int depth) {
     const Vec3f n = dot(state.rayDir, state.geoNormal) < 0.0f ? state.normal : -state.normal;
     Vec3f irradiance{0.0f, 0.0f, 0.0f};
     for (const vyr::LightSample* s = lightSamples(&state.position); s != nullptr; s = s->next) {
@@ -449,7 +481,8 @@ Vec3f RenderContext::shadeScenery(const Material& material, const vyr::ShadingSt
         }
     }
     for (const Light& light : scene_.lights) {
-        if (light.shape != LightShape::Ambient) continue;
+        if (light.shape != LightShape::Ambient)
+            continue;
         vyr::ShadingState ls{};
         ls.position = state.position;
         ls.lightShadow = {1.0f, 1.0f, 1.0f};
@@ -490,7 +523,8 @@ const vyr::LightSample* RenderContext::lightSamples(const vyr::Vec3f* position) 
     vyr::LightSample* first = nullptr;
     for (std::size_t i = 0; i < scene_.lights.size(); ++i) {
         const Light& light = scene_.lights[i];
-        if (light.shape == LightShape::Ambient) continue;
+        if (light.shape == LightShape::Ambient)
+            continue;
         vyr::ShadingState ls{};
         ls.position = p;
         ls.traceDepth = depth_;
@@ -499,7 +533,9 @@ const vyr::LightSample* RenderContext::lightSamples(const vyr::Vec3f* position) 
         float factor = 1.0f;
         switch (light.shape) {
             case LightShape::Point:
-            case LightShape::Ambient: ls.lightPosition = light.position; break;
+            case LightShape::Ambient:
+                ls.lightPosition = light.position;
+                break;
             case LightShape::Sphere: {
                 // A point of the hemisphere facing p, uniform over its projected disk.
                 const Vec3f w = normalize(p - light.position);
@@ -509,7 +545,8 @@ const vyr::LightSample* RenderContext::lightSamples(const vyr::Vec3f* position) 
                 const float phi = 2.0f * kPi * random1();
                 const float x = r * std::cos(phi);
                 const float y = r * std::sin(phi);
-                const Vec3f onUnit = x * t + y * b + std::sqrt(std::fmax(0.0f, 1.0f - x * x - y * y)) * w;
+                const Vec3f onUnit =
+                    x * t + y * b + std::sqrt(std::fmax(0.0f, 1.0f - x * x - y * y)) * w;
                 ls.lightPosition = light.position + light.radius * onUnit;
                 ls.lightAxis = onUnit;
                 factor = kPi * light.radius * light.radius;
@@ -573,7 +610,8 @@ const vyr::Vec3f* RenderContext::traceShadow(vyr::Vec3f* scratch, const vyr::Vec
         for (int surfaces = 0; surfaces < kMaxShadowSurfaces && tNear < tFar; ++surfaces) {
             ++rays;
             const Hit hit = renderer_.intersect(origin, dir, tNear, tFar);
-            if (!hit.found) break;
+            if (!hit.found)
+                break;
             const Material& material = scene_.materials[scene_.objects[hit.object].material];
             if (material.shader == nullptr || !material.shader->hasShadow()) {
                 transmittance = {0.0f, 0.0f, 0.0f};
@@ -623,24 +661,29 @@ Vec3f RenderContext::glossyDirection(Vec3f direction, float glossiness) {
     const float phi = 2.0f * kPi * random1();
     Vec3f t, b;
     orthonormalBasis(direction, t, b);
-    return normalize(sinTheta * std::cos(phi) * t + sinTheta * std::sin(phi) * b + cosTheta * direction);
+    return normalize(sinTheta * std::cos(phi) * t + sinTheta * std::sin(phi) * b +
+                     cosTheta * direction);
 }
 
-const vyr::Vec3f* RenderContext::traceGlossyReflection(vyr::Vec3f* scratch, const vyr::Vec3f* position,
-                                                       const vyr::Vec3f* direction, float glossiness,
-                                                       float importance) {
+const vyr::Vec3f* RenderContext::traceGlossyReflection(vyr::Vec3f* scratch,
+                                                       const vyr::Vec3f* position,
+                                                       const vyr::Vec3f* direction,
+                                                       float glossiness, float importance) {
     *scratch = secondary(*position, glossyDirection(normalize(*direction), glossiness), importance);
     return scratch;
 }
 
-const vyr::Vec3f* RenderContext::traceGlossyRefraction(vyr::Vec3f* scratch, const vyr::Vec3f* position,
-                                                       const vyr::Vec3f* direction, float glossiness,
-                                                       float importance) {
+const vyr::Vec3f* RenderContext::traceGlossyRefraction(vyr::Vec3f* scratch,
+                                                       const vyr::Vec3f* position,
+                                                       const vyr::Vec3f* direction,
+                                                       float glossiness, float importance) {
     *scratch = secondary(*position, glossyDirection(normalize(*direction), glossiness), importance);
     return scratch;
 }
 
-float RenderContext::random1() { return rng_.uniform(); }
+float RenderContext::random1() {
+    return rng_.uniform();
+}
 
 const float* RenderContext::random2(float* out) {
     out[0] = rng_.uniform();
@@ -652,8 +695,12 @@ float RenderContext::noise4(const vyr::Vec4f* point) {
     return gradientNoise4(point->x, point->y, point->z, point->w);
 }
 
-float RenderContext::noise2(const vyr::Vec2f* point) { return gradientNoise2(point->x, point->y); }
+float RenderContext::noise2(const vyr::Vec2f* point) {
+    return gradientNoise2(point->x, point->y);
+}
 
-float RenderContext::randomOf(float x) { return hashToUnit(x); }
+float RenderContext::randomOf(float x) {
+    return hashToUnit(x);
+}
 
 }  // namespace vkrender

@@ -16,20 +16,32 @@ std::uint32_t hashCell(std::int32_t x, std::int32_t y, std::int32_t z = 0, std::
 }
 
 // The quintic fade 6t^5 - 15t^4 + 10t^3: continuous second derivative across cells.
-float fade(float t) { return t * t * t * (t * (t * 6.0f - 15.0f) + 10.0f); }
-float lerp(float a, float b, float t) { return a + t * (b - a); }
+float fade(float t) {
+    return t * t * t * (t * (t * 6.0f - 15.0f) + 10.0f);
+}
+float lerp(float a, float b, float t) {
+    return a + t * (b - a);
+}
 
 // Eight unit-ish gradients in 2D: the axes and the diagonals.
 float grad2(std::uint32_t h, float x, float y) {
     switch (h & 7u) {
-        case 0: return x + y;
-        case 1: return -x + y;
-        case 2: return x - y;
-        case 3: return -x - y;
-        case 4: return x;
-        case 5: return -x;
-        case 6: return y;
-        default: return -y;
+        case 0:
+            return x + y;
+        case 1:
+            return -x + y;
+        case 2:
+            return x - y;
+        case 3:
+            return -x - y;
+        case 4:
+            return x;
+        case 5:
+            return -x;
+        case 6:
+            return y;
+        default:
+            return -y;
     }
 }
 
@@ -40,14 +52,20 @@ float grad4(std::uint32_t h, float x, float y, float z, float w) {
     const float b = (g & 2u) ? -1.0f : 1.0f;
     const float c = (g & 4u) ? -1.0f : 1.0f;
     switch (g >> 3) {
-        case 0: return a * y + b * z + c * w;
-        case 1: return a * x + b * z + c * w;
-        case 2: return a * x + b * y + c * w;
-        default: return a * x + b * y + c * z;
+        case 0:
+            return a * y + b * z + c * w;
+        case 1:
+            return a * x + b * z + c * w;
+        case 2:
+            return a * x + b * y + c * w;
+        default:
+            return a * x + b * y + c * z;
     }
 }
 
-float toUnit(float n) { return std::clamp(0.5f + 0.5f * n, 0.0f, 1.0f); }
+float toUnit(float n) {
+    return std::clamp(0.5f + 0.5f * n, 0.0f, 1.0f);
+}
 
 }  // namespace
 

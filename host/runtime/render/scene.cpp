@@ -68,7 +68,8 @@ struct Loader {
 
     std::string resolve(const std::string& file) const {
         const std::filesystem::path p(file);
-        return p.is_absolute() || baseDir.empty() ? file : (std::filesystem::path(baseDir) / p).string();
+        return p.is_absolute() || baseDir.empty() ? file
+                                                  : (std::filesystem::path(baseDir) / p).string();
     }
 
     float number(const json& value, const Where& where) const {
@@ -164,12 +165,14 @@ struct Loader {
                     where.fail("expected an integer for an int parameter");
                 }
                 return static_cast<std::int32_t>(value.get<std::int64_t>());
-            case ParamType::Float: return number(value, where);
+            case ParamType::Float:
+                return number(value, where);
             case ParamType::Vec2f: {
                 const auto a = numbers<2>(value, where);
                 return vyr::Vec2f{a[0], a[1]};
             }
-            case ParamType::Vec3f: return vec3(value, where);
+            case ParamType::Vec3f:
+                return vec3(value, where);
             case ParamType::Vec4f: {
                 if (value.is_array() && value.size() == 3) {
                     const auto a = numbers<3>(value, where);
@@ -191,7 +194,8 @@ struct Loader {
                 return m;
             }
             case ParamType::Texture1D:
-            case ParamType::Texture2D: return texture(value, where);
+            case ParamType::Texture2D:
+                return texture(value, where);
         }
         where.fail("unsupported parameter type");
     }
@@ -248,7 +252,8 @@ struct Loader {
         auto instance = shader(name, params, where, [](vkhost::ParameterBlock&) {});
         if (instance->kind != kind) {
             static const char* kKinds[] = {"material", "light", "environment"};
-            where["shader"].fail(name + " is not " + (kind == vyr::kEnvironmentKind ? "an " : "a ") +
+            where["shader"].fail(name + " is not " +
+                                 (kind == vyr::kEnvironmentKind ? "an " : "a ") +
                                  std::string(kKinds[kind]) + " shader");
         }
         return instance;
@@ -303,13 +308,15 @@ struct Loader {
                 if (index.normal_index >= 0 &&
                     3 * static_cast<std::size_t>(index.normal_index) + 2 < attrib.normals.size()) {
                     const auto ni = static_cast<std::size_t>(index.normal_index);
-                    object.normals.push_back(normalize(vyr::Vec3f{
-                        attrib.normals[3 * ni], attrib.normals[3 * ni + 1], attrib.normals[3 * ni + 2]}));
+                    object.normals.push_back(
+                        normalize(vyr::Vec3f{attrib.normals[3 * ni], attrib.normals[3 * ni + 1],
+                                             attrib.normals[3 * ni + 2]}));
                 } else {
                     allNormals = false;
                 }
                 if (index.texcoord_index >= 0 &&
-                    2 * static_cast<std::size_t>(index.texcoord_index) + 1 < attrib.texcoords.size()) {
+                    2 * static_cast<std::size_t>(index.texcoord_index) + 1 <
+                        attrib.texcoords.size()) {
                     const auto ti = static_cast<std::size_t>(index.texcoord_index);
                     object.uvs.push_back({attrib.texcoords[2 * ti], attrib.texcoords[2 * ti + 1]});
                 } else {
@@ -380,10 +387,14 @@ struct Loader {
     }
 
     static LightShape defaultShape(const std::string& shader) {
-        if (shader == "vexa_kelo_Lgt_Sphere") return LightShape::Sphere;
-        if (shader == "vexa_kelo_Lgt_Diffuse") return LightShape::Rectangle;
-        if (shader == "vexa_kelo_Lgt_Sky") return LightShape::Dome;
-        if (shader == "SimpleAmbientLight") return LightShape::Ambient;
+        if (shader == "vexa_kelo_Lgt_Sphere")
+            return LightShape::Sphere;
+        if (shader == "vexa_kelo_Lgt_Diffuse")
+            return LightShape::Rectangle;
+        if (shader == "vexa_kelo_Lgt_Sky")
+            return LightShape::Dome;
+        if (shader == "SimpleAmbientLight")
+            return LightShape::Ambient;
         return LightShape::Point;
     }
 
@@ -397,13 +408,21 @@ struct Loader {
         Light light;
         light.shape = defaultShape(name);
         if (node.contains("shape")) {
-            const std::string shape = node["shape"].is_string() ? node["shape"].get<std::string>() : "";
-            if (shape == "point") light.shape = LightShape::Point;
-            else if (shape == "sphere") light.shape = LightShape::Sphere;
-            else if (shape == "rectangle") light.shape = LightShape::Rectangle;
-            else if (shape == "dome") light.shape = LightShape::Dome;
-            else if (shape == "ambient") light.shape = LightShape::Ambient;
-            else where["shape"].fail("expected \"point\", \"sphere\", \"rectangle\", \"dome\" or \"ambient\"");
+            const std::string shape =
+                node["shape"].is_string() ? node["shape"].get<std::string>() : "";
+            if (shape == "point")
+                light.shape = LightShape::Point;
+            else if (shape == "sphere")
+                light.shape = LightShape::Sphere;
+            else if (shape == "rectangle")
+                light.shape = LightShape::Rectangle;
+            else if (shape == "dome")
+                light.shape = LightShape::Dome;
+            else if (shape == "ambient")
+                light.shape = LightShape::Ambient;
+            else
+                where["shape"].fail(
+                    "expected \"point\", \"sphere\", \"rectangle\", \"dome\" or \"ambient\"");
         }
         light.position = vec3Or(node, "position", light.position, where);
         if (node.contains("target")) {
@@ -467,7 +486,8 @@ struct Loader {
             if (!(scene.camera.fovDegrees > 0.0f && scene.camera.fovDegrees < 180.0f)) {
                 cw["fov"].fail("must be between 0 and 180 degrees");
             }
-            if (!(length(cross(scene.camera.lookAt - scene.camera.position, scene.camera.up)) > 0.0f)) {
+            if (!(length(cross(scene.camera.lookAt - scene.camera.position, scene.camera.up)) >
+                  0.0f)) {
                 cw.fail("position, look_at and up must not be in line");
             }
         }
@@ -476,8 +496,10 @@ struct Loader {
             const json& r = root["render"];
             const Where rw = where["render"];
             requireObject(r, rw);
-            auto integer = [&](const char* key, int fallback, int low, std::int64_t high = kMaxSetting) {
-                if (!r.contains(key)) return fallback;
+            auto integer = [&](const char* key, int fallback, int low,
+                               std::int64_t high = kMaxSetting) {
+                if (!r.contains(key))
+                    return fallback;
                 if (!r[key].is_number_integer() || r[key].get<std::int64_t>() < low ||
                     r[key].get<std::int64_t>() > high) {
                     rw[key].fail("expected an integer from " + std::to_string(low) + " to " +
@@ -490,7 +512,8 @@ struct Loader {
             scene.settings.spp = integer("spp", scene.settings.spp, 1);
             scene.settings.maxDepth = integer("max_depth", scene.settings.maxDepth, 1, kMaxDepth);
             scene.settings.seed = static_cast<std::uint64_t>(integer("seed", 1, 0));
-            if (static_cast<std::int64_t>(scene.settings.width) * scene.settings.height > kMaxPixels) {
+            if (static_cast<std::int64_t>(scene.settings.width) * scene.settings.height >
+                kMaxPixels) {
                 rw.fail("the image is larger than " + std::to_string(kMaxPixels) + " pixels");
             }
             scene.settings.exposure = numberOr(r, "exposure", scene.settings.exposure, rw);
@@ -514,8 +537,8 @@ struct Loader {
             }
         }
         if (root.contains("environment")) {
-            scene.environment = shaderOfKind(root["environment"], vyr::kEnvironmentKind,
-                                             where["environment"]);
+            scene.environment =
+                shaderOfKind(root["environment"], vyr::kEnvironmentKind, where["environment"]);
         }
     }
 };
