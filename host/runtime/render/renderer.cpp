@@ -227,6 +227,11 @@ private:
 }  // namespace
 
 vkimage::Image Renderer::render(const RenderOptions& options, RenderStats* stats) const {
+    if (options.width < 1 || options.height < 1 || options.spp < 1 || options.maxDepth < 1 ||
+        static_cast<long long>(options.width) * options.height > kMaxPixels) {
+        throw SceneError(scene_.path + ": the render needs a size of at least 1 x 1 (at most " +
+                         std::to_string(kMaxPixels) + " pixels), one sample and a depth of 1");
+    }
     const auto start = std::chrono::steady_clock::now();
     vkimage::Image image(options.width, options.height);
     const Camera& camera = scene_.camera;
