@@ -25,7 +25,7 @@ struct GalleryScenes {
         const std::string dir = vkrender::defaultScenesDir();
         for (const std::string& name : library.shaderNames()) {
             scenes.push_back(std::make_unique<vkrender::Scene>(vkrender::parseScene(
-                vkrender::galleryScene(library, name, dir, nullptr), name, dir, library)));
+                vkrender::galleryScene(library, name, nullptr), name, dir, library)));
             renderers.push_back(std::make_unique<vkrender::Renderer>(*scenes.back()));
         }
     }

@@ -63,13 +63,12 @@ struct TreeParser {
     }
 
     // A node at `prefix` feeding an input; `fallback` is the constant a "const" input keeps.
-    void node(const std::string& prefix, const std::string& input, const json& fallback) {
+    void node(const std::string& prefix, const json& fallback) {
         const std::string kind = word();
         if (kind == "const") {
             out[prefix.substr(0, prefix.size() - 1)] = fallback;
             return;
         }
-        (void)input;
         if (kind == "UB") {
             const std::string p = prefix + "UnifiedBitmap_";
             out[p + "texture"] = texture;
@@ -84,9 +83,9 @@ struct TreeParser {
             out[p + "levels"] = 3.0;
             out[p + "phase"] = 0.0;
             expect('(');
-            node(p + "color1_", "color1", json::array({0.75, 0.3, 0.1, 1.0}));
+            node(p + "color1_", json::array({0.75, 0.3, 0.1, 1.0}));
             expect(',');
-            node(p + "color2_", "color2", json::array({0.95, 0.85, 0.5, 1.0}));
+            node(p + "color2_", json::array({0.95, 0.85, 0.5, 1.0}));
             expect(')');
         } else if (kind == "Tile") {
             const std::string p = prefix + "Tile_";
@@ -112,9 +111,9 @@ struct TreeParser {
             out[p + "repeatX"] = true;
             out[p + "repeatY"] = true;
             expect('(');
-            node(p + "brickColor_", "brickColor", json::array({0.6, 0.25, 0.15, 1.0}));
+            node(p + "brickColor_", json::array({0.6, 0.25, 0.15, 1.0}));
             expect(',');
-            node(p + "mortarColor_", "mortarColor", json::array({0.8, 0.8, 0.75, 1.0}));
+            node(p + "mortarColor_", json::array({0.8, 0.8, 0.75, 1.0}));
             expect(')');
         } else {
             throw SceneError("node tree '" + text + "': unknown node kind '" + kind + "'");
@@ -125,7 +124,7 @@ struct TreeParser {
 json expandTree(const std::string& prefix, const std::string& tree, const std::string& texture) {
     TreeParser parser{tree, 0, texture};
     // The root replaces a base parameter, so "const" at the root has no meaning.
-    parser.node(prefix, "", json::array({0.5, 0.5, 0.5, 1.0}));
+    parser.node(prefix, json::array({0.5, 0.5, 0.5, 1.0}));
     parser.skipSpace();
     if (parser.at != tree.size()) {
         throw SceneError("node tree '" + tree + "': unexpected text at " +
@@ -159,9 +158,7 @@ std::string expandNodeTree(const std::string& prefix, const std::string& tree,
 // --- Scenes -----------------------------------------------------------------------------------
 
 std::string galleryScene(const vkhost::ShaderLibrary& library, const std::string& shader,
-                         const std::string& scenesDir, std::vector<std::string>* dropped,
-                         float* exposure) {
-    (void)scenesDir;
+                         std::vector<std::string>* dropped, float* exposure) {
     const vkhost::ShaderPtr probe = library.create(shader);
     const int kind = probe->getShaderKind();
     const vkhost::ShaderLayout layout = vkhost::declareLayout(probe.get());
@@ -343,7 +340,7 @@ vkimage::Image renderGallery(const vkhost::ShaderLibrary& library, const Gallery
         try {
             std::vector<std::string> dropped;
             float exposure = 1.0f;
-            const std::string text = galleryScene(library, name, scenesDir, &dropped, &exposure);
+            const std::string text = galleryScene(library, name, &dropped, &exposure);
             for (const std::string& key : dropped) {
                 warnings << "gallery: " << name << ": preset parameter '" << key
                          << "' is not declared by the shader; left out\n";

@@ -39,10 +39,9 @@ std::string expandNodeTree(const std::string& prefix, const std::string& tree,
 
 // The scene text for one shader's tile: the preset, or the generic scene of its kind. Preset
 // parameters the shader does not declare are left out and named in `dropped`. `exposure` gets
-// the preset's factor on the tile.
+// the preset's factor on the tile. File names in it are relative to the scenes directory.
 std::string galleryScene(const vkhost::ShaderLibrary& library, const std::string& shader,
-                         const std::string& scenesDir, std::vector<std::string>* dropped,
-                         float* exposure = nullptr);
+                         std::vector<std::string>* dropped, float* exposure = nullptr);
 
 struct GalleryOptions {
     int tileSize = 256;
