@@ -1,0 +1,58 @@
+// Rays and shading calls per second for the gallery scene (every exported shader's tile), with
+// one render thread and with every core; the ratio of the two is the renderer's scaling.
+#include <benchmark/benchmark.h>
+
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "render/gallery.h"
+#include "render/renderer.h"
+#include "render/scene.h"
+#include "shader_library.h"
+
+namespace {
+
+constexpr int kTileSize = 96;
+constexpr int kSpp = 4;
+
+struct GalleryScenes {
+    vkhost::ShaderLibrary library;
+    std::vector<std::unique_ptr<vkrender::Scene>> scenes;
+    std::vector<std::unique_ptr<vkrender::Renderer>> renderers;
+
+    GalleryScenes() {
+        const std::string dir = vkrender::defaultScenesDir();
+        for (const std::string& name : library.shaderNames()) {
+            scenes.push_back(std::make_unique<vkrender::Scene>(vkrender::parseScene(
+                vkrender::galleryScene(library, name, nullptr), name, dir, library)));
+            renderers.push_back(std::make_unique<vkrender::Renderer>(*scenes.back()));
+        }
+    }
+};
+
+void BM_GalleryRender(benchmark::State& state) {
+    static GalleryScenes gallery;
+    vkrender::RenderOptions options;
+    options.width = options.height = kTileSize;
+    options.spp = kSpp;
+    options.threads = static_cast<int>(state.range(0));
+    double rays = 0.0;
+    double calls = 0.0;
+    for (auto _ : state) {
+        for (const auto& renderer : gallery.renderers) {
+            vkrender::RenderStats stats;
+            benchmark::DoNotOptimize(renderer->render(options, &stats));
+            rays += static_cast<double>(stats.rays);
+            calls += static_cast<double>(stats.shadingCalls);
+        }
+    }
+    state.counters["rays/s"] = benchmark::Counter(rays, benchmark::Counter::kIsRate);
+    state.counters["shading/s"] = benchmark::Counter(calls, benchmark::Counter::kIsRate);
+    state.counters["threads"] = static_cast<double>(
+        options.threads > 0 ? options.threads : std::thread::hardware_concurrency());
+}
+
+BENCHMARK(BM_GalleryRender)->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+}  // namespace

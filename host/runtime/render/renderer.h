@@ -1,0 +1,141 @@
+// The reference renderer: Embree ray casting over the scene's surfaces, image tiles rendered in
+// parallel with TBB, and a ShadingContext per thread through which the library's shaders reach
+// the scene. Nothing on the shading path takes a lock: each thread owns its context, its
+// ShadingStates (on the stack) and its random stream.
+//
+// Light transport: the materials' own `shade` drives it, as in the host the shaders were written
+// for (they ask the context for light samples and trace their own reflections and refractions).
+// The host's grey diffuse scenery adds direct light and one cosine-sampled bounce per hit.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "image_io.h"
+#include "render/sampling.h"
+#include "render/scene.h"
+#include "render/vec.h"
+
+namespace vkrender {
+
+struct RenderOptions {
+    int width = 640;
+    int height = 480;
+    int spp = 16;
+    int threads = 0;  // 0: every core
+    std::uint64_t seed = 1;
+    int maxDepth = 6;       // traceDepthLimit: rays of this depth or deeper bring back black
+    bool progress = false;  // a progress bar on stderr once the render has run for a second
+};
+
+struct RenderStats {
+    std::uint64_t rays = 0;          // every ray cast into the scene (camera, secondary, shadow)
+    std::uint64_t shadingCalls = 0;  // every shader slot the renderer called
+    double seconds = 0.0;
+};
+
+// One surface hit as the renderer sees it.
+struct Hit {
+    bool found = false;
+    float t = 0.0f;
+    unsigned object = 0;
+    unsigned primitive = 0;
+    float u = 0.0f;  // barycentrics of triangles
+    float v = 0.0f;
+};
+
+class RenderContext;
+
+class Renderer {
+public:
+    // Builds the acceleration structure; the scene must outlive the renderer.
+    explicit Renderer(const Scene& scene);
+    ~Renderer();
+    Renderer(const Renderer&) = delete;
+    Renderer& operator=(const Renderer&) = delete;
+
+    const Scene& scene() const { return scene_; }
+
+    vkimage::Image render(const RenderOptions& options, RenderStats* stats = nullptr) const;
+
+    // The nearest hit along origin + t * dir, tNear < t < tFar.
+    Hit intersect(Vec3f origin, Vec3f dir, float tNear, float tFar) const;
+
+    // A context for one thread (tests use it to call the operations on their own).
+    std::unique_ptr<RenderContext> makeContext(int maxDepth) const;
+
+private:
+    const Scene& scene_;
+    struct Embree;
+    std::unique_ptr<Embree> embree_;
+};
+
+// The host's ShadingContext, one per render thread.
+class RenderContext final : public vyr::ShadingContext {
+public:
+    RenderContext(const Renderer& renderer, int maxDepth);
+
+    // Starts the random stream of one pixel; the stream depends only on the seed and the pixel.
+    void beginPixel(std::uint64_t seed, std::uint64_t pixel) { rng_.seed(seed, pixel); }
+
+    // The radiance along a camera ray (depth 0).
+    Vec3f cameraRay(Vec3f origin, Vec3f dir);
+    // The radiance along a ray of the given depth: black from the depth limit on.
+    Vec3f trace(Vec3f origin, Vec3f dir, int depth);
+
+    // The depth of the ray being shaded; operations called now trace at depth + 1.
+    int depth() const { return depth_; }
+    void setDepth(int depth) { depth_ = depth; }
+    int maxDepth() const { return maxDepth_; }
+
+    std::uint64_t rays = 0;
+    std::uint64_t shadingCalls = 0;
+
+    const vyr::LightSample* lightSamples(const vyr::Vec3f* position) override;
+    const vyr::Vec3f* traceShadow(vyr::Vec3f* scratch, const vyr::Vec3f* from,
+                                  const vyr::Vec3f* to) override;
+    const vyr::Vec3f* traceRay(vyr::Vec3f* scratch, const vyr::Vec3f* origin,
+                               const vyr::Vec3f* direction, float importance) override;
+    const vyr::Vec3f* traceStraight(vyr::Vec3f* scratch, const vyr::Vec3f* position,
+                                    const vyr::Vec3f* direction, float importance) override;
+    const vyr::Vec3f* traceGlossyReflection(vyr::Vec3f* scratch, const vyr::Vec3f* position,
+                                            const vyr::Vec3f* direction, float glossiness,
+                                            float importance) override;
+    const vyr::Vec3f* traceGlossyRefraction(vyr::Vec3f* scratch, const vyr::Vec3f* position,
+                                            const vyr::Vec3f* direction, float glossiness,
+                                            float importance) override;
+    float random1() override;
+    const float* random2(float* out) override;
+    float noise4(const vyr::Vec4f* point) override;
+    float noise2(const vyr::Vec2f* point) override;
+    float randomOf(float x) override;
+
+    // A direction in the glossy lobe round `direction` (unit): glossiness g is a roughness,
+    // 0 the exact direction, otherwise a Phong lobe of exponent 2/g^2 - 2 (the exponent that
+    // matches a microfacet roughness g), which is a uniform hemisphere from g = 1 on.
+    Vec3f glossyDirection(Vec3f direction, float glossiness);
+
+private:
+    // Continues a path: the importance multiplies the weight of the path so far, and a path
+    // whose weight falls below 1/1000 brings back black.
+    Vec3f secondary(Vec3f origin, Vec3f dir, float importance);
+    Vec3f shadeHit(const Hit& hit, Vec3f origin, Vec3f dir, int depth);
+    Vec3f shadeScenery(const Material& material, const vyr::ShadingState& state, int depth);
+    // Fills the geometric fields of a state for a hit (position, normals, uv, varyings, frame).
+    void fillSurface(vyr::ShadingState& state, const Hit& hit, Vec3f origin, Vec3f dir,
+                     const ShaderInstance* shader) const;
+
+    const Renderer& renderer_;
+    const Scene& scene_;
+    int maxDepth_;
+    int depth_ = 0;
+    float pathWeight_ = 1.0f;
+    Pcg32 rng_;
+    // One light-sample list per depth, so that a list stays valid while deeper rays are shaded.
+    std::vector<std::vector<vyr::LightSample>> samples_;
+};
+
+}  // namespace vkrender

@@ -1,0 +1,61 @@
+// Vector arithmetic for the renderer's own geometry (the host side; the shader library has its
+// own). Single precision throughout.
+#pragma once
+
+#include <cmath>
+
+#include "vyr/types.h"
+
+namespace vkrender {
+
+using vyr::Vec2f;
+using vyr::Vec3f;
+
+inline Vec3f operator+(Vec3f a, Vec3f b) {
+    return {a.x + b.x, a.y + b.y, a.z + b.z};
+}
+inline Vec3f operator-(Vec3f a, Vec3f b) {
+    return {a.x - b.x, a.y - b.y, a.z - b.z};
+}
+inline Vec3f operator-(Vec3f a) {
+    return {-a.x, -a.y, -a.z};
+}
+inline Vec3f operator*(Vec3f a, float s) {
+    return {a.x * s, a.y * s, a.z * s};
+}
+inline Vec3f operator*(float s, Vec3f a) {
+    return {a.x * s, a.y * s, a.z * s};
+}
+inline Vec3f operator*(Vec3f a, Vec3f b) {
+    return {a.x * b.x, a.y * b.y, a.z * b.z};
+}
+inline Vec3f& operator+=(Vec3f& a, Vec3f b) {
+    return a = a + b;
+}
+inline float dot(Vec3f a, Vec3f b) {
+    return a.x * b.x + a.y * b.y + a.z * b.z;
+}
+inline Vec3f cross(Vec3f a, Vec3f b) {
+    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+}
+inline float length(Vec3f a) {
+    return std::sqrt(dot(a, a));
+}
+inline Vec3f normalize(Vec3f a) {
+    const float l = length(a);
+    return l > 0.0f ? a * (1.0f / l) : a;
+}
+inline float maxComponent(Vec3f a) {
+    return std::fmax(a.x, std::fmax(a.y, a.z));
+}
+
+// Two unit vectors completing n to a right-handed orthonormal frame (t, b, n).
+inline void orthonormalBasis(Vec3f n, Vec3f& t, Vec3f& b) {
+    const float sign = std::copysign(1.0f, n.z);
+    const float a = -1.0f / (sign + n.z);
+    const float c = n.x * n.y * a;
+    t = {1.0f + sign * n.x * n.x * a, sign * c, -sign * n.x};
+    b = {c, sign + n.y * n.y * a, -n.y};
+}
+
+}  // namespace vkrender

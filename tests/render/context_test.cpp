@@ -1,0 +1,425 @@
+// The renderer's ShadingContext, one operation at a time, on small hand-built scenes: shadow
+// transmittance through surfaces, the depth limit, the light sample list, random numbers, noise
+// and glossy lobes. Test shaders defined here stand in for library shaders the branch lacks
+// (a pane whose shadow is a colour, a light that reports the geometry the host gave it).
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <new>
+
+#include "render/renderer.h"
+#include "render/scene.h"
+#include "shader_library.h"
+
+namespace {
+
+using vkrender::Vec3f;
+
+std::atomic<long> gAllocations{0};
+std::atomic<bool> gCounting{false};
+
+}  // namespace
+
+// Counts allocations while a test asks for it.
+void* operator new(std::size_t size) {
+    if (gCounting.load(std::memory_order_relaxed)) {
+        gAllocations.fetch_add(1, std::memory_order_relaxed);
+    }
+    if (void* p = std::malloc(size == 0 ? 1 : size)) {
+        return p;
+    }
+    throw std::bad_alloc();
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    if (gCounting.load(std::memory_order_relaxed)) {
+        gAllocations.fetch_add(1, std::memory_order_relaxed);
+    }
+    return std::malloc(size == 0 ? 1 : size);
+}
+// The replaced operators allocate with malloc, so free is the matching release.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+void operator delete(void* p) noexcept {
+    std::free(p);
+}
+void operator delete(void* p, std::size_t) noexcept {
+    std::free(p);
+}
+void operator delete(void* p, const std::nothrow_t&) noexcept {
+    std::free(p);
+}
+#pragma GCC diagnostic pop
+
+namespace {
+
+using vkrender::operator-;
+
+// Test shaders are built to the binary contract itself, slot by slot, rather than derived from
+// the library's classes (whose type information the library keeps to itself): the renderer
+// reaches them only through the slot numbers, as it reaches the library's shaders.
+
+// A material whose shadow passes a fixed colour; shade is black. Slots 0-9.
+class TintedPane final {
+public:
+    explicit TintedPane(vyr::Vec3f transmit) : transmit_(transmit) {}
+    virtual void* destroy(unsigned) {
+        delete this;
+        return nullptr;
+    }
+    virtual void declareParameters(vyr::ParameterRegistry* registry) {
+        registry->beginParameters(reinterpret_cast<vyr::IShaderBase*>(this), 0x0F);
+    }
+    virtual void setParameters(const void*) {}
+    virtual int getShaderVersion() { return 1; }
+    virtual int getShaderKind() { return vyr::kMaterialKind; }
+    virtual void shade(vyr::ShadingContext*, vyr::ShadingState* s) const {
+        s->outColor = {0.0f, 0.0f, 0.0f, 1.0f};
+    }
+    virtual void shadow(vyr::ShadingContext*, vyr::ShadingState* s) const {
+        s->shadowTransmit = transmit_;
+    }
+    virtual void evaluateBsdf(vyr::ShadingContext*, vyr::ShadingState*) const {}
+    virtual void sampleBsdf(vyr::ShadingContext*, vyr::ShadingState*) const {}
+    virtual void finishShading() {}
+
+private:
+    vyr::Vec3f transmit_;
+};
+
+// A light that hands back, as its colour, the point the host chose on it. Slots 0-5.
+class PositionLight final {
+public:
+    virtual void* destroy(unsigned) {
+        delete this;
+        return nullptr;
+    }
+    virtual void declareParameters(vyr::ParameterRegistry* registry) {
+        registry->beginParameters(reinterpret_cast<vyr::IShaderBase*>(this), 0x20);
+    }
+    virtual void setParameters(const void*) {}
+    virtual int getShaderVersion() { return 1; }
+    virtual int getShaderKind() { return vyr::kLightKind; }
+    virtual void shade(vyr::ShadingContext*, vyr::ShadingState* s) const {
+        s->lightColor = s->lightPosition;
+    }
+};
+
+template <class Shader>
+std::shared_ptr<vkrender::ShaderInstance> instance(const char* name, Shader* shader) {
+    return std::make_shared<vkrender::ShaderInstance>(
+        name, vkhost::ShaderPtr(reinterpret_cast<vyr::IShaderBase*>(shader)));
+}
+
+vkrender::Object pane(float z, int material) {
+    vkrender::Object o;
+    o.kind = vkrender::ShapeKind::Quad;
+    o.center = {0.0f, 0.0f, z};
+    o.edgeU = {4.0f, 0.0f, 0.0f};
+    o.edgeV = {0.0f, 4.0f, 0.0f};
+    o.normal = {0.0f, 0.0f, 1.0f};
+    o.material = material;
+    return o;
+}
+
+class ContextTest : public ::testing::Test {
+protected:
+    vkhost::ShaderLibrary library;
+    vkrender::Scene scene;
+
+    void SetUp() override {
+        scene.path = "context test";
+        // 0: a pane passing (0.5, 0.25, 1); 1: host scenery (opaque).
+        scene.materials.push_back(
+            {instance("TintedPane", new TintedPane({0.5f, 0.25f, 1.0f})), {}});
+        scene.materials.push_back({nullptr, {0.5f, 0.5f, 0.5f}});
+    }
+
+    vkrender::Light light(const char* shader, const char* params, vkrender::LightShape shape,
+                          Vec3f position) {
+        vkrender::Light l;
+        l.shader = vkrender::makeShader(library, shader, params, "test light", scene);
+        l.shape = shape;
+        l.position = position;
+        return l;
+    }
+};
+
+TEST_F(ContextTest, ShadowTransmittanceMultipliesThroughEverySurfaceOnTheSegment) {
+    struct Row {
+        std::vector<std::pair<float, int>> panes;  // height, material
+        Vec3f expected;
+    };
+    // The segment runs from z = 0 to z = 10. One pane gives its colour; two give its square
+    // (0.5^2, 0.25^2, 1^2); an opaque scenery surface anywhere gives black; surfaces beyond
+    // the segment's end do not count.
+    const Row rows[] = {
+        {{}, {1.0f, 1.0f, 1.0f}},
+        {{{5.0f, 0}}, {0.5f, 0.25f, 1.0f}},
+        {{{3.0f, 0}, {6.0f, 0}}, {0.25f, 0.0625f, 1.0f}},
+        {{{3.0f, 0}, {6.0f, 1}}, {0.0f, 0.0f, 0.0f}},
+        {{{12.0f, 1}}, {1.0f, 1.0f, 1.0f}},
+    };
+    for (const Row& row : rows) {
+        scene.objects.clear();
+        for (const auto& [z, material] : row.panes) {
+            scene.objects.push_back(pane(z, material));
+        }
+        const vkrender::Renderer renderer(scene);
+        auto context = renderer.makeContext(4);
+        const vyr::Vec3f from{0.1f, 0.2f, 0.0f};
+        const vyr::Vec3f to{0.1f, 0.2f, 10.0f};
+        vyr::Vec3f scratch{};
+        const vyr::Vec3f* t = context->traceShadow(&scratch, &from, &to);
+        EXPECT_FLOAT_EQ(t->x, row.expected.x) << row.panes.size() << " surfaces";
+        EXPECT_FLOAT_EQ(t->y, row.expected.y) << row.panes.size() << " surfaces";
+        EXPECT_FLOAT_EQ(t->z, row.expected.z) << row.panes.size() << " surfaces";
+    }
+}
+
+TEST_F(ContextTest, ShadowThroughTheLibraryGlazingPane) {
+    if (!library.hasShader("vexa_kelo_Mtl_Glazing")) {
+        GTEST_SKIP() << "the library does not export vexa_kelo_Mtl_Glazing yet";
+    }
+    // Glazing passes (1 - reflectance^2 / level) * refractColor whatever the angle:
+    // (1 - 0.2^2 / 1) * (0.5, 1, 0.25) = 0.96 * ... = (0.48, 0.96, 0.24); two panes square it.
+    vkrender::Material glass;
+    glass.shader = vkrender::makeShader(
+        library, "vexa_kelo_Mtl_Glazing",
+        R"({"u_reflectance": 0.2, "u_refractColor": [0.5, 1, 0.25]})", "glazing", scene);
+    scene.materials.push_back(glass);
+    const int material = static_cast<int>(scene.materials.size()) - 1;
+    scene.objects.push_back(pane(2.0f, material));
+    scene.objects.push_back(pane(4.0f, material));
+    const vkrender::Renderer renderer(scene);
+    auto context = renderer.makeContext(4);
+    const vyr::Vec3f from{0.0f, 0.0f, 0.0f};
+    const vyr::Vec3f to{0.3f, 0.0f, 3.0f};  // through the lower pane only, at a slant
+    const vyr::Vec3f beyond{0.0f, 0.0f, 6.0f};
+    vyr::Vec3f scratch{};
+    const vyr::Vec3f one = *context->traceShadow(&scratch, &from, &to);
+    EXPECT_NEAR(one.x, 0.48f, 1e-6f);
+    EXPECT_NEAR(one.y, 0.96f, 1e-6f);
+    EXPECT_NEAR(one.z, 0.24f, 1e-6f);
+    const vyr::Vec3f two = *context->traceShadow(&scratch, &from, &beyond);
+    EXPECT_NEAR(two.x, 0.48f * 0.48f, 1e-6f);
+    EXPECT_NEAR(two.y, 0.96f * 0.96f, 1e-6f);
+}
+
+TEST_F(ContextTest, TraceRayStopsAtTheDepthLimitAndBelowTheImportanceCutOff) {
+    scene.environment = vkrender::makeShader(library, "Background",
+                                             R"({"color": [0.25, 0.5, 0.75]})", "env", scene);
+    const vkrender::Renderer renderer(scene);
+    auto context = renderer.makeContext(3);
+    const vyr::Vec3f origin{0.0f, 0.0f, 0.0f};
+    const vyr::Vec3f up{0.0f, 0.0f, 1.0f};
+    struct Row {
+        int depth;
+        float importance;
+        float expectedRed;
+    };
+    // A ray traced from depth d has depth d + 1; with the limit 3, depth 3 brings back black.
+    // The importance multiplies into the path weight, which must reach 1/1000.
+    const Row rows[] = {{0, 1.0f, 0.25f},   {1, 1.0f, 0.25f},   {2, 1.0f, 0.0f},
+                        {0, 0.001f, 0.25f}, {0, 0.0009f, 0.0f}, {0, 0.0f, 0.0f}};
+    for (const Row& row : rows) {
+        context->setDepth(row.depth);
+        vyr::Vec3f scratch{};
+        const vyr::Vec3f* c = context->traceRay(&scratch, &origin, &up, row.importance);
+        EXPECT_FLOAT_EQ(c->x, row.expectedRed)
+            << "depth " << row.depth << " importance " << row.importance;
+        const vyr::Vec3f* s = context->traceStraight(&scratch, &origin, &up, row.importance);
+        EXPECT_FLOAT_EQ(s->x, row.expectedRed) << "straight, depth " << row.depth;
+    }
+}
+
+TEST_F(ContextTest, LightSamplesHoldEveryDirectionalLightInOrderWithTheShadowApplied) {
+    // A scenery pane at z = 5 over x > 0 only blocks the second point light.
+    vkrender::Object blocker = pane(5.0f, 1);
+    blocker.center = {3.0f, 0.0f, 5.0f};
+    blocker.edgeU = {2.0f, 0.0f, 0.0f};
+    scene.objects.push_back(blocker);
+    scene.lights.push_back(light("SimplePointLight", R"({"color": [1, 2, 3]})",
+                                 vkrender::LightShape::Point, {0.0f, 0.0f, 10.0f}));
+    scene.lights.push_back(light("SimpleAmbientLight", R"({"color": [9, 9, 9]})",
+                                 vkrender::LightShape::Ambient, {0.0f, 0.0f, 0.0f}));
+    scene.lights.push_back(light("SimplePointLight", R"({"color": [4, 5, 6]})",
+                                 vkrender::LightShape::Point, {6.0f, 0.0f, 8.0f}));
+    const vkrender::Renderer renderer(scene);
+    auto context = renderer.makeContext(4);
+    const vyr::Vec3f p{0.0f, 0.0f, 0.0f};
+    const vyr::LightSample* first = context->lightSamples(&p);
+    ASSERT_NE(first, nullptr);
+    // First: straight up, clear, colour as given, factor 1 (a point).
+    EXPECT_FLOAT_EQ(first->direction.z, 1.0f);
+    EXPECT_FLOAT_EQ(first->factor, 1.0f);
+    EXPECT_FLOAT_EQ(first->color.y, 2.0f);
+    // The ambient light has no direction and is not in the list; next is the blocked light,
+    // direction (6, 0, 8) / 10, colour times the shadow factor 0.
+    const vyr::LightSample* second = first->next;
+    ASSERT_NE(second, nullptr);
+    EXPECT_FLOAT_EQ(second->direction.x, 0.6f);
+    EXPECT_FLOAT_EQ(second->direction.z, 0.8f);
+    EXPECT_FLOAT_EQ(second->color.x, 0.0f);
+    EXPECT_EQ(second->next, nullptr);
+}
+
+TEST_F(ContextTest, AreaLightSamplesLieOnTheEmitterAndCarryItsMeasure) {
+    struct Row {
+        vkrender::LightShape shape;
+        float factor;  // the measure the sample stands for
+    };
+    const float pi = 3.14159265f;
+    // Sphere of radius 0.5: projected disk pi/4. Rectangle 2 x 3: area 6. Dome: 2 pi.
+    const Row rows[] = {{vkrender::LightShape::Sphere, pi * 0.25f},
+                        {vkrender::LightShape::Rectangle, 6.0f},
+                        {vkrender::LightShape::Dome, 2.0f * pi}};
+    for (const Row& row : rows) {
+        scene.lights.clear();
+        vkrender::Light l;
+        l.shader = instance("PositionLight", new PositionLight);
+        l.shape = row.shape;
+        l.position = {0.0f, 0.0f, 4.0f};
+        l.radius = 0.5f;
+        l.edgeU = {2.0f, 0.0f, 0.0f};
+        l.edgeV = {0.0f, 3.0f, 0.0f};
+        l.domeRadius = 100.0f;
+        scene.lights.push_back(l);
+        const vkrender::Renderer renderer(scene);
+        auto context = renderer.makeContext(4);
+        context->beginPixel(11, 0);
+        const vyr::Vec3f p{0.5f, -0.5f, 0.0f};
+        for (int i = 0; i < 50; ++i) {
+            const vyr::LightSample* s = context->lightSamples(&p);
+            ASSERT_NE(s, nullptr);
+            EXPECT_FLOAT_EQ(s->factor, row.factor);
+            const Vec3f q = s->color;  // the point on the emitter
+            const Vec3f toLight = vkrender::normalize(q - p);
+            EXPECT_NEAR(vkrender::dot(toLight, s->direction), 1.0f, 1e-5f);
+            switch (row.shape) {
+                case vkrender::LightShape::Sphere:
+                    EXPECT_NEAR(vkrender::length(q - l.position), 0.5f, 1e-5f);
+                    // On the half facing the point.
+                    EXPECT_GE(vkrender::dot(q - l.position, p - l.position), 0.0f);
+                    break;
+                case vkrender::LightShape::Rectangle:
+                    EXPECT_FLOAT_EQ(q.z, 4.0f);
+                    EXPECT_LE(std::fabs(q.x), 1.0f);
+                    EXPECT_LE(std::fabs(q.y), 1.5f);
+                    break;
+                default:
+                    EXPECT_NEAR(vkrender::length(q - p), 100.0f, 1e-3f);
+                    EXPECT_GE(s->direction.z, 0.0f);
+                    break;
+            }
+        }
+    }
+}
+
+TEST_F(ContextTest, RandomNumbersRepeatPerPixelAndStayInTheUnitInterval) {
+    const vkrender::Renderer renderer(scene);
+    auto a = renderer.makeContext(4);
+    auto b = renderer.makeContext(4);
+    a->beginPixel(5, 77);
+    b->beginPixel(5, 77);
+    for (int i = 0; i < 1000; ++i) {
+        float pair[2];
+        const float x = a->random1();
+        EXPECT_EQ(x, b->random1());
+        EXPECT_GE(x, 0.0f);
+        EXPECT_LT(x, 1.0f);
+        EXPECT_EQ(a->random2(pair), pair);
+        EXPECT_LT(pair[0], 1.0f);
+        EXPECT_LT(pair[1], 1.0f);
+        b->random2(pair);
+    }
+    b->beginPixel(5, 78);
+    a->beginPixel(5, 77);
+    EXPECT_NE(a->random1(), b->random1());
+}
+
+TEST_F(ContextTest, NoiseIsHalfOnTheLatticeAndStaysInTheUnitInterval) {
+    const vkrender::Renderer renderer(scene);
+    auto context = renderer.makeContext(4);
+    // Gradient noise vanishes at lattice points, which the remap puts at 0.5.
+    const vyr::Vec2f lattice2{3.0f, -7.0f};
+    const vyr::Vec4f lattice4{1.0f, 2.0f, -3.0f, 4.0f};
+    EXPECT_FLOAT_EQ(context->noise2(&lattice2), 0.5f);
+    EXPECT_FLOAT_EQ(context->noise4(&lattice4), 0.5f);
+    float low = 1.0f;
+    float high = 0.0f;
+    for (int i = 0; i < 2000; ++i) {
+        const float t = 0.0137f * static_cast<float>(i);
+        const vyr::Vec2f p2{t * 3.1f, t * 1.7f};
+        const vyr::Vec4f p4{t, t * 2.3f, -t * 0.7f, t * 1.3f};
+        for (const float n : {context->noise2(&p2), context->noise4(&p4)}) {
+            EXPECT_GE(n, 0.0f);
+            EXPECT_LE(n, 1.0f);
+            low = std::fmin(low, n);
+            high = std::fmax(high, n);
+        }
+        // Repeatable and independent of the random stream.
+        EXPECT_EQ(context->randomOf(t), context->randomOf(t));
+        EXPECT_GE(context->randomOf(t), 0.0f);
+        EXPECT_LT(context->randomOf(t), 1.0f);
+    }
+    // It varies: a constant would pass the range checks.
+    EXPECT_LT(low, 0.3f);
+    EXPECT_GT(high, 0.7f);
+    EXPECT_NE(context->randomOf(1.0f), context->randomOf(2.0f));
+    EXPECT_EQ(context->randomOf(0.0f), context->randomOf(-0.0f));
+}
+
+TEST_F(ContextTest, GlossyLobeNarrowsWithGlossiness) {
+    const vkrender::Renderer renderer(scene);
+    auto context = renderer.makeContext(4);
+    context->beginPixel(3, 3);
+    const Vec3f axis = vkrender::normalize({0.3f, -0.4f, 0.8f});
+    // Glossiness 0 is the exact direction.
+    const Vec3f exact = context->glossyDirection(axis, 0.0f);
+    EXPECT_EQ(exact.x, axis.x);
+    EXPECT_EQ(exact.z, axis.z);
+    // Phong exponent 2/g^2 - 2: g = 0.1 gives 198, whose mean cosine (n+1)/(n+2) is 0.995;
+    // g = 1 gives a uniform hemisphere, mean cosine 1/2.
+    struct Row {
+        float glossiness;
+        float meanCos;
+    };
+    for (const Row row : {Row{0.1f, 199.0f / 200.0f}, Row{1.0f, 0.5f}}) {
+        double sum = 0.0;
+        const int n = 4000;
+        for (int i = 0; i < n; ++i) {
+            const float c = vkrender::dot(context->glossyDirection(axis, row.glossiness), axis);
+            EXPECT_GE(c, -1e-6f);
+            sum += c;
+        }
+        EXPECT_NEAR(sum / n, row.meanCos, 0.02) << "glossiness " << row.glossiness;
+    }
+}
+
+TEST_F(ContextTest, ShadingPathOperationsAllocateNothing) {
+    scene.objects.push_back(pane(5.0f, 0));
+    scene.objects.push_back(pane(-1.0f, 1));
+    scene.lights.push_back(light("SimplePointLight", R"({"color": [1, 1, 1]})",
+                                 vkrender::LightShape::Point, {0.0f, 0.0f, 10.0f}));
+    scene.environment =
+        vkrender::makeShader(library, "Background", R"({"color": [0.2, 0.2, 0.2]})", "env", scene);
+    const vkrender::Renderer renderer(scene);
+    auto context = renderer.makeContext(4);
+    const vyr::Vec3f p{0.0f, 0.0f, 0.0f};
+    const vyr::Vec3f to{0.0f, 0.0f, 10.0f};
+    const vyr::Vec3f down{0.0f, 0.0f, -1.0f};
+    vyr::Vec3f scratch{};
+    gAllocations = 0;
+    gCounting = true;
+    context->lightSamples(&p);
+    context->traceShadow(&scratch, &p, &to);
+    context->traceRay(&scratch, &p, &down, 1.0f);
+    context->traceGlossyReflection(&scratch, &p, &to, 0.2f, 1.0f);
+    context->cameraRay({0.0f, 0.0f, 1.0f}, {0.0f, 0.0f, -1.0f});
+    gCounting = false;
+    EXPECT_EQ(gAllocations.load(), 0);
+}
+
+}  // namespace

@@ -1,0 +1,183 @@
+// `vexakelo render SCENE.json -o OUT.png`: renders a scene with the library's shaders.
+// `vexakelo gallery -o out/gallery.png` (or `render --gallery`): one labelled tile per shader the
+// library exports.
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <sstream>
+#include <string>
+
+#include "command.h"
+#include "image_io.h"
+#include "render/gallery.h"
+#include "render/renderer.h"
+#include "render/scene.h"
+#include "shader_library.h"
+
+namespace {
+
+struct RenderArgs {
+    std::string scene;
+    std::string output;
+    std::string exr;
+    std::string size;
+    int spp = 0;
+    int threads = 0;
+    long long seed = -1;
+    bool gallery = false;
+    int tile = 256;
+    bool quiet = false;
+};
+
+// "WxH" into width and height.
+void parseSize(const std::string& text, int& width, int& height) {
+    int w = 0;
+    int h = 0;
+    char x = 0;
+    std::istringstream in(text);
+    if (!(in >> w >> x >> h) || (x != 'x' && x != 'X') || !in.eof() || w < 1 || h < 1) {
+        throw vexakelo::cli::Failure("--size " + text + ": expected WIDTHxHEIGHT, e.g. 640x480");
+    }
+    if (static_cast<long long>(w) * h > vkrender::kMaxPixels) {
+        throw vexakelo::cli::Failure("--size " + text + ": larger than " +
+                                     std::to_string(vkrender::kMaxPixels) + " pixels");
+    }
+    width = w;
+    height = h;
+}
+
+void checkOutput(const std::string& path, const char* option) {
+    if (!vkimage::hasExtension(path, ".png") && !vkimage::hasExtension(path, ".exr")) {
+        throw vexakelo::cli::Failure(std::string(option) + " " + path +
+                                     ": expected a .png or .exr file");
+    }
+    const std::filesystem::path parent = std::filesystem::path(path).parent_path();
+    if (!parent.empty()) {
+        std::error_code error;
+        std::filesystem::create_directories(parent, error);
+        if (error) {
+            throw vexakelo::cli::Failure(path + ": cannot create the directory " + parent.string());
+        }
+    }
+}
+
+void write(const std::string& path, const vkimage::Image& image, float exposure) {
+    try {
+        vkimage::writeImage(path, image, vkimage::ToneMap::Filmic, exposure);
+    } catch (const std::exception& e) {
+        throw vexakelo::cli::Failure(e.what());
+    }
+}
+
+vkhost::ShaderLibrary openLibrary() {
+    const std::string& path = vexakelo::cli::globalOptions().libraryPath;
+    try {
+        return path.empty() ? vkhost::ShaderLibrary() : vkhost::ShaderLibrary(path);
+    } catch (const std::exception& e) {
+        throw vexakelo::cli::Failure(e.what());
+    }
+}
+
+void runGallery(const RenderArgs& args) {
+    const std::string output = args.output.empty() ? "out/gallery.png" : args.output;
+    checkOutput(output, "-o");
+    vkhost::ShaderLibrary library = openLibrary();
+    vkrender::GalleryOptions options;
+    options.tileSize = args.tile;
+    options.spp = args.spp > 0 ? args.spp : 16;
+    options.threads = args.threads;
+    options.seed = args.seed >= 0 ? static_cast<std::uint64_t>(args.seed) : 1;
+    options.progress = !args.quiet;
+    std::vector<vkrender::GalleryTile> tiles;
+    const vkimage::Image image = vkrender::renderGallery(library, options, &tiles, std::cerr);
+    write(output, image, 1.0f);
+    if (!args.exr.empty()) {
+        write(args.exr, image, 1.0f);
+    }
+    int failed = 0;
+    for (const auto& tile : tiles)
+        failed += tile.failed ? 1 : 0;
+    std::printf("%s: %zu shaders, %d failed\n", output.c_str(), tiles.size(), failed);
+}
+
+void runRender(const RenderArgs& args) {
+    if (args.gallery) {
+        runGallery(args);
+        return;
+    }
+    if (args.scene.empty()) {
+        throw vexakelo::cli::Failure("render: a scene file is needed (or --gallery)");
+    }
+    if (args.output.empty()) {
+        throw vexakelo::cli::Failure("render: -o OUT.png is needed");
+    }
+    checkOutput(args.output, "-o");
+    if (!args.exr.empty())
+        checkOutput(args.exr, "--exr");
+    vkhost::ShaderLibrary library = openLibrary();
+    try {
+        const vkrender::Scene scene = vkrender::loadScene(args.scene, library);
+        vkrender::RenderOptions options;
+        options.width = scene.settings.width;
+        options.height = scene.settings.height;
+        if (!args.size.empty())
+            parseSize(args.size, options.width, options.height);
+        options.spp = args.spp > 0 ? args.spp : scene.settings.spp;
+        options.threads = args.threads;
+        options.seed = args.seed >= 0 ? static_cast<std::uint64_t>(args.seed) : scene.settings.seed;
+        options.maxDepth = scene.settings.maxDepth;
+        options.progress = !args.quiet;
+        const vkrender::Renderer renderer(scene);
+        vkrender::RenderStats stats;
+        const vkimage::Image image = renderer.render(options, &stats);
+        write(args.output, image, scene.settings.exposure);
+        if (!args.exr.empty())
+            write(args.exr, image, scene.settings.exposure);
+        if (!args.quiet) {
+            std::fprintf(stderr, "%s: %dx%d, %d spp, %.2fs, %.2f Mrays/s\n", args.output.c_str(),
+                         options.width, options.height, options.spp, stats.seconds,
+                         stats.seconds > 0.0 ? stats.rays / stats.seconds * 1e-6 : 0.0);
+        }
+    } catch (const vkrender::SceneError& e) {
+        throw vexakelo::cli::Failure(e.what());
+    }
+}
+
+void addCommon(CLI::App* command, RenderArgs& args) {
+    command->add_option("--exr", args.exr, "also write the linear image to this .exr file");
+    command->add_option("--spp", args.spp, "samples per pixel")->check(CLI::Range(1, 1 << 16));
+    command->add_option("--threads", args.threads, "render threads (0: every core)")
+        ->check(CLI::Range(0, 1024));
+    command->add_option("--seed", args.seed, "random seed")->check(CLI::NonNegativeNumber);
+    command->add_flag("-q,--quiet", args.quiet, "no progress bar");
+}
+
+void setupRender(CLI::App& app) {
+    static RenderArgs renderArgs;
+    CLI::App* render =
+        app.add_subcommand("render", "render a scene file with the library's shaders");
+    render->add_option("scene", renderArgs.scene, "scene file (JSON)");
+    render->add_option("-o,--output", renderArgs.output,
+                       "output image (.png tone-mapped, .exr linear)");
+    render->add_option("--size", renderArgs.size, "image size WIDTHxHEIGHT (default: the scene's)");
+    render->add_flag("--gallery", renderArgs.gallery,
+                     "render the gallery of every exported shader");
+    render->add_option("--tile", renderArgs.tile, "gallery tile size in pixels")
+        ->check(CLI::Range(32, 2048));
+    addCommon(render, renderArgs);
+    render->callback([] { runRender(renderArgs); });
+
+    static RenderArgs galleryArgs;
+    CLI::App* gallery =
+        app.add_subcommand("gallery", "render one labelled tile per exported shader");
+    gallery->add_option("-o,--output", galleryArgs.output,
+                        "output image (default out/gallery.png)");
+    gallery->add_option("--tile", galleryArgs.tile, "tile size in pixels")
+        ->check(CLI::Range(32, 2048));
+    addCommon(gallery, galleryArgs);
+    gallery->callback([] { runGallery(galleryArgs); });
+}
+
+const vexakelo::cli::Registration kRegistration{"render", &setupRender};
+
+}  // namespace
