@@ -5,8 +5,6 @@ if(NOT VEXAKELO_THREAD_TESTS_ONLY)
     find_package(TBB REQUIRED)
     find_package(nlohmann_json REQUIRED)
     find_package(tinyobjloader REQUIRED)
-    find_package(PkgConfig REQUIRED)
-    pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)
 
     file(GLOB VKRENDER_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/host/runtime/render/*.cpp)
     add_library(vkrender STATIC ${VKRENDER_SOURCES})

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "command.h"
+#include "ies_loading.h"
 #include "image_io.h"
 #include "photometry/ies_file.h"
 
@@ -25,7 +26,8 @@ namespace {
 namespace fs = std::filesystem;
 using vexakelo::cli::Failure;
 
-constexpr std::uintmax_t kMaxFileBytes = 64u << 20;
+using vkhost::IesLoadError;
+using Loaded = vkhost::LoadedIes;
 
 struct Options {
     std::vector<std::string> files;
@@ -35,104 +37,6 @@ struct Options {
     std::string cdf;
     std::string plot;
 };
-
-// A file that could not be read, with the reason in one line.
-struct FileError : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
-struct Loaded {
-    std::unique_ptr<IESFile::GuardedReader> reader;
-    std::unique_ptr<IESFile> file;
-    std::string canonical;  // what the canonicaliser changed ("" under --strict)
-    std::uint32_t changes = 0;
-};
-
-std::string readBytes(const std::string& path) {
-    std::error_code error;
-    if (!fs::exists(path, error)) {
-        throw FileError("no such file");
-    }
-    if (!fs::is_regular_file(path, error)) {
-        throw FileError("not a regular file");
-    }
-    const std::uintmax_t size = fs::file_size(path, error);
-    if (error) {
-        throw FileError("cannot read its size: " + error.message());
-    }
-    if (size > kMaxFileBytes) {
-        throw FileError("too large for a photometric file (" + std::to_string(size) + " bytes)");
-    }
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        throw FileError(std::string("cannot open: ") + std::strerror(errno));
-    }
-    std::ostringstream bytes;
-    bytes << in.rdbuf();
-    if (in.bad()) {
-        throw FileError("read error");
-    }
-    return bytes.str();
-}
-
-// The reader encodes wide paths as UTF-8; decode ours from UTF-8 so that the path round-trips.
-std::wstring widen(const std::string& utf8) {
-    std::wstring out;
-    std::size_t i = 0;
-    while (i < utf8.size()) {
-        const auto c = static_cast<unsigned char>(utf8[i]);
-        std::size_t extra = c >= 0xF0 ? 3 : c >= 0xE0 ? 2 : c >= 0xC0 ? 1 : 0;
-        if (i + extra >= utf8.size()) {
-            extra = 0;  // a cut sequence: the byte as it is
-        }
-        std::uint32_t code = extra == 0 ? c : (c & (0x7Fu >> (extra + 1)));
-        for (std::size_t k = 1; k <= extra; ++k) {
-            code = (code << 6) | (static_cast<unsigned char>(utf8[i + k]) & 0x3Fu);
-        }
-        out.push_back(static_cast<wchar_t>(code));
-        i += extra + 1;
-    }
-    return out;
-}
-
-Loaded load(const std::string& path, bool strict) {
-    Loaded loaded;
-    const std::string bytes = readBytes(path);
-    try {
-        if (strict) {
-            // The raw file through the plain file reader, guarded.
-            loaded.reader = std::make_unique<IESFile::GuardedReader>(
-                IESFile::GuardedReader::Source::File);
-            loaded.file = std::make_unique<IESFile>(loaded.reader.get());
-            loaded.file->read(widen(path));
-            if (!loaded.reader->failure().empty()) {
-                throw FileError(loaded.reader->failure());
-            }
-        } else {
-            const IESFile::Canonical canonical = IESFile::canonicalize(bytes);
-            loaded.canonical = canonical.describe();
-            loaded.changes = canonical.changes;
-            loaded.reader = std::make_unique<IESFile::GuardedReader>(
-                IESFile::GuardedReader::Source::Buffer);
-            loaded.file = std::make_unique<IESFile>(loaded.reader.get());
-            loaded.file->read(canonical.text.c_str());
-        }
-    } catch (const IESFile::CanonicalError& e) {
-        throw FileError(e.what());
-    } catch (const IESFile::EndlessRead& e) {
-        throw FileError(e.what());
-    } catch (const std::bad_alloc&) {
-        throw FileError("out of memory while reading");
-    }
-    const IESFileData* d = loaded.file->data();
-    if (d == nullptr) {
-        throw FileError("the file could not be read");
-    }
-    if (d->candelas == nullptr || d->verticalAngles == nullptr || d->horizontalAngles == nullptr) {
-        throw FileError("no complete photometric data (luminaire line, angles and candela values)");
-    }
-    return loaded;
-}
 
 const char* typeName(int type) {
     switch (type) {
@@ -500,7 +404,7 @@ void run(const Options& options) {
     std::vector<std::string> json;
     for (const std::string& path : options.files) {
         try {
-            Loaded loaded = load(path, options.strict);
+            Loaded loaded = vkhost::loadIes(path, options.strict);
             if (options.json) {
                 json.push_back(jsonOf(path, loaded, options.strict));
             } else {
@@ -515,7 +419,7 @@ void run(const Options& options) {
                     writePlot(options.plot, fs::path(path).filename().string(), file);
                 }
             }
-        } catch (const FileError& e) {
+        } catch (const IesLoadError& e) {
             ++failed;
             lastError = path + ": " + e.what();
             if (options.json) {

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "ies_loading.h"
 #include "image_io.h"
 #include "render/vec.h"
 #include "vyr_host.h"
@@ -594,9 +595,38 @@ std::shared_ptr<ShaderInstance> makeShader(const vkhost::ShaderLibrary& library,
 
 void bindIesFile(vkhost::ParameterBlock& lightParameters, const std::string& iesPath,
                  TextureStore& textures, const std::string& where) {
-    (void)lightParameters;
-    (void)textures;
-    throw SceneError(where + ": " + iesPath + ": IES files need the photometry module");
+    const vkhost::Declaration* webMap = lightParameters.layout().find("webMap");
+    if (webMap == nullptr || webMap->type != vkhost::ParamType::Texture2D) {
+        throw SceneError(where + ": " + lightParameters.shaderName() +
+                         " has no \"webMap\" texture to take a photometric file");
+    }
+    vkhost::LoadedIes loaded;
+    try {
+        loaded = vkhost::loadIes(iesPath);
+    } catch (const vkhost::IesLoadError& e) {
+        throw SceneError(where + ": " + iesPath + ": " + e.what());
+    }
+    // The host shader only collects what initShader binds; the web texture is what the light reads.
+    const vyr::ShaderHandle collector = vyr::host::createShader();
+    loaded.file->initShader(collector, "webMap", "verticalRange", "horizontalRange", "photoType",
+                            "symmetry");
+    const auto* uniforms = vyr::host::shaderOf(collector);
+    const auto web = uniforms->uniform("webMap");
+    const auto type = uniforms->uniform("photoType");
+    vyr::host::release(collector.id());
+    for (const vyr::TextureHandle& handle : {loaded.file->webTexture(),
+                                             loaded.file->thetaCdfTexture(),
+                                             loaded.file->phiCdfTexture()}) {
+        textures.loaded.emplace_back(iesPath, handle);
+    }
+    if (!web.has_value() || !type.has_value()) {
+        throw SceneError(where + ": " + iesPath + ": no web texture could be made from it");
+    }
+    lightParameters.set("webMap", std::get<vyr::host::TextureBinding>(*web).texture);
+    // The file decides how its angles are laid out.
+    if (lightParameters.layout().find("web_photo_type") != nullptr) {
+        lightParameters.set("web_photo_type", static_cast<std::int32_t>(std::get<int>(*type)));
+    }
 }
 
 }  // namespace vkrender

@@ -1,0 +1,38 @@
+// Reading a photometric file the way a host application should: the bytes canonicalised into the
+// layout the library's line reader finishes, then read through the guarded reader so that no file
+// can hang the host. Shared by the `vexakelo ies` command and the renderer's web lights.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "photometry/ies_file.h"
+
+namespace vkhost {
+
+// A file that could not be read, with the reason in one line (without the path).
+struct IesLoadError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+struct LoadedIes {
+    std::unique_ptr<IESFile::GuardedReader> reader;
+    std::unique_ptr<IESFile> file;
+    std::string canonical;  // what the canonicaliser changed ("" under strict)
+    std::uint32_t changes = 0;
+};
+
+// Largest file accepted.
+inline constexpr std::uintmax_t kMaxIesFileBytes = 64u << 20;
+
+// Canonicalises and reads the file; with `strict` the raw file goes through the plain file reader
+// (guarded) instead. Throws IesLoadError for a file that is missing, unreadable, never finishes
+// or holds no complete photometric data.
+LoadedIes loadIes(const std::string& path, bool strict = false);
+
+// The file's bytes; throws IesLoadError.
+std::string readIesBytes(const std::string& path);
+
+}  // namespace vkhost
