@@ -19,8 +19,10 @@ build: setup
 	cmake -S . -B $(RELEASE) -DCMAKE_BUILD_TYPE=Release
 	cmake --build $(RELEASE) -j$(JOBS)
 
+# The main job: one labelled tile per exported shader, rendered by the reference host.
 demo: build
-	$(RELEASE)/bin/vexakelo list
+	$(RELEASE)/bin/vexakelo gallery -o out/gallery.png
+	@echo 'The gallery is in out/gallery.png'
 
 test: test-asan test-tsan
 

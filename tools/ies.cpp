@@ -2,7 +2,6 @@
 // (canonicalised, then through the guarded reader), prints what each holds, and optionally writes
 // the web texture, the light's CDF tables and a polar candela plot.
 #include <cairo/cairo.h>
-#include <fontconfig/fontconfig.h>
 
 #include <cerrno>
 #include <cmath>
@@ -378,10 +377,6 @@ void writePlot(const std::string& out, const std::string& title, const IESFile& 
     const std::string temporary = out + ".partial";
     const cairo_status_t status = cairo_surface_write_to_png(surface, temporary.c_str());
     cairo_surface_destroy(surface);
-    // Frees cairo's font caches (and the font patterns they hold), so a leak check at exit
-    // sees nothing of the plot.
-    cairo_debug_reset_static_data();
-    FcFini();
     std::error_code error;
     if (status != CAIRO_STATUS_SUCCESS) {
         fs::remove(temporary, error);

@@ -1,7 +1,6 @@
 // `vexakelo kelvin`: the colour of a black-body temperature through IntensityColorTool, and a
 // labelled swatch strip of temperatures from 1000 K to 12000 K.
 #include <cairo.h>
-#include <dlfcn.h>
 
 #include <algorithm>
 #include <cmath>
@@ -147,20 +146,8 @@ vkimage::Image renderSwatch(const KelvinOptions& options) {
     return image;
 }
 
-// cairo's text goes through fontconfig, which keeps its configuration for the life of the
-// process; a leak checker then reports it. Drop cairo's caches, then finish fontconfig, reached
-// through the loader (cairo brings it in) so the program need not link it directly.
-void releaseFontCaches() {
-    cairo_debug_reset_static_data();
-    using Finish = void (*)();
-    if (const auto finish = reinterpret_cast<Finish>(dlsym(RTLD_DEFAULT, "FcFini"))) {
-        finish();
-    }
-}
-
 void drawSwatch(const KelvinOptions& options) {
     const vkimage::Image image = renderSwatch(options);
-    releaseFontCaches();
     vkimage::writePng(options.swatch, image);
 }
 

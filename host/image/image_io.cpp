@@ -25,6 +25,11 @@
 #include <stb/stb_image_write.h>
 #pragma GCC diagnostic pop
 
+// The host tools draw labels with cairo, whose text goes through fontconfig; fontconfig keeps its
+// configuration for the life of the process by design. Leak checking (in sanitizer builds) is
+// told so here, where every tool links; elsewhere this is unused.
+extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig.so\n"; }
+
 namespace vkimage {
 namespace {
 

@@ -14,12 +14,6 @@
 #define VKRENDER_SCENES_DIR "scenes"
 #endif
 
-// Cairo's text goes through fontconfig, which keeps its configuration for the life of the
-// process by design. Leak checking (in sanitizer builds) is told so; elsewhere this is unused.
-extern "C" const char* __lsan_default_suppressions() {
-    return "leak:libfontconfig.so\n";
-}
-
 namespace vkrender {
 
 using nlohmann::json;
