@@ -7,13 +7,11 @@
 #include <cstring>
 #include <filesystem>
 
-#include <ImfArray.h>
 #include <ImfChannelList.h>
 #include <ImfFrameBuffer.h>
 #include <ImfHeader.h>
 #include <ImfInputFile.h>
 #include <ImfOutputFile.h>
-#include <ImfRgbaFile.h>
 
 #define STB_IMAGE_IMPLEMENTATION
 #define STB_IMAGE_WRITE_IMPLEMENTATION
@@ -151,20 +149,25 @@ Image readImage(const std::string& path) {
     }
     if (hasExtension(path, ".exr")) {
         try {
-            Imf::RgbaInputFile file(path.c_str());
-            const Imath::Box2i window = file.dataWindow();
+            // Read as 32-bit floats whatever the file stores, so float images come back exact.
+            Imf::InputFile file(path.c_str());
+            const Imath::Box2i window = file.header().dataWindow();
             const int width = window.max.x - window.min.x + 1;
             const int height = window.max.y - window.min.y + 1;
-            Imf::Array2D<Imf::Rgba> pixels(height, width);
-            file.setFrameBuffer(&pixels[0][0] - window.min.x - window.min.y * width, 1, width);
-            file.readPixels(window.min.y, window.max.y);
             Image image(width, height);
-            for (int y = 0; y < height; ++y) {
-                for (int x = 0; x < width; ++x) {
-                    const Imf::Rgba& p = pixels[y][x];
-                    image.at(x, y) = {p.r, p.g, p.b, p.a};
-                }
-            }
+            char* base = reinterpret_cast<char*>(image.pixels.data()) -
+                         (static_cast<std::ptrdiff_t>(window.min.x) +
+                          static_cast<std::ptrdiff_t>(window.min.y) * width) *
+                             static_cast<std::ptrdiff_t>(sizeof(vyr::Vec4f));
+            const std::size_t xStride = sizeof(vyr::Vec4f);
+            const std::size_t yStride = xStride * width;
+            Imf::FrameBuffer frame;
+            frame.insert("R", Imf::Slice(Imf::FLOAT, base + 0, xStride, yStride, 1, 1, 0.0));
+            frame.insert("G", Imf::Slice(Imf::FLOAT, base + 4, xStride, yStride, 1, 1, 0.0));
+            frame.insert("B", Imf::Slice(Imf::FLOAT, base + 8, xStride, yStride, 1, 1, 0.0));
+            frame.insert("A", Imf::Slice(Imf::FLOAT, base + 12, xStride, yStride, 1, 1, 1.0));
+            file.setFrameBuffer(frame);
+            file.readPixels(window.min.y, window.max.y);
             return image;
         } catch (const std::exception& e) {
             throw ImageError(path + ": cannot read EXR (" + e.what() + ")");

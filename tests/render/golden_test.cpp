@@ -77,7 +77,11 @@ TEST_P(Golden, RenderMatchesTheStoredReference) {
 INSTANTIATE_TEST_SUITE_P(
     Scenes, Golden,
     ::testing::Values(GoldenCase{"simple", "scenes/simple.json"},
-                      GoldenCase{"shadows", "tests/render/scenes/shadows.json"}),
+                      GoldenCase{"shadows", "tests/render/scenes/shadows.json"},
+                      GoldenCase{"materials", "scenes/materials.json"},
+                      GoldenCase{"lights", "scenes/lights.json"},
+                      GoldenCase{"sky", "scenes/sky.json"},
+                      GoldenCase{"ies_web", "scenes/ies_web.json"}),
     [](const ::testing::TestParamInfo<GoldenCase>& info) { return std::string(info.param.name); });
 
 TEST(Determinism, SameSeedSameImageWhateverTheThreadCount) {
