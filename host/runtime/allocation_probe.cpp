@@ -12,7 +12,7 @@ thread_local std::size_t lastNothrowRequest = 0;
 
 // Weak, so a program that counts allocations with its own replacement keeps it.
 __attribute__((weak)) void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    lastNothrowRequest = size;
+    vkhost::noteNothrowAllocation(size);
     try {
         return ::operator new(size);
     } catch (...) {
@@ -31,6 +31,7 @@ __attribute__((weak)) void* operator new[](std::size_t size, const std::nothrow_
 namespace vkhost {
 
 void resetNothrowProbe() { lastNothrowRequest = 0; }
+void noteNothrowAllocation(std::size_t size) { lastNothrowRequest = size; }
 std::size_t lastNothrowAllocation() { return lastNothrowRequest; }
 
 }  // namespace vkhost

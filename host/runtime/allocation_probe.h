@@ -8,4 +8,8 @@ namespace vkhost {
 void resetNothrowProbe();
 std::size_t lastNothrowAllocation();
 
+// Records a non-throwing allocation. The host's own operator new calls it; a program that
+// replaces the non-throwing operator new with its own must call it too.
+void noteNothrowAllocation(std::size_t size);
+
 }  // namespace vkhost

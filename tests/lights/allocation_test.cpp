@@ -1,74 +1,12 @@
 // Shading allocates nothing: global operator new is replaced in this program and counts while a
 // flag is up, across many shading calls of every light and the sky with all their features on.
-#include <atomic>
-#include <cstdlib>
-#include <functional>
-#include <new>
-
 #include "light_support.h"
-
-namespace {
-std::atomic<bool> counting{false};
-std::atomic<long> allocations{0};
-
-void* allocate(std::size_t size) {
-    if (counting.load(std::memory_order_relaxed)) {
-        allocations.fetch_add(1, std::memory_order_relaxed);
-    }
-    return std::malloc(size == 0 ? 1 : size);
-}
-
-// Out of line, so the compiler does not pair the malloc above with this free and complain.
-[[gnu::noinline]] void release(void* memory) noexcept {
-    std::free(memory);
-}
-}  // namespace
-
-void* operator new(std::size_t size) {
-    void* const memory = allocate(size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-void* operator new[](std::size_t size) {
-    return operator new(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return allocate(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return allocate(size);
-}
-void operator delete(void* memory) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory) noexcept {
-    release(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    release(memory);
-}
-void operator delete(void* memory, const std::nothrow_t&) noexcept {
-    release(memory);
-}
-void operator delete[](void* memory, const std::nothrow_t&) noexcept {
-    release(memory);
-}
+#include "support/allocation_counter.h"
 
 namespace lights_test {
 namespace {
 
-long countDuring(const std::function<void()>& work) {
-    allocations = 0;
-    counting = true;
-    work();
-    counting = false;
-    return allocations.load();
-}
+using vktest::allocationsDuring;
 
 TEST(LightAllocations, CreationAllocatesTheObjectOnly) {
     // The counter sees the library's allocations: a factory call is exactly one.
@@ -76,7 +14,7 @@ TEST(LightAllocations, CreationAllocatesTheObjectOnly) {
     const auto create = reinterpret_cast<Factory>(library().symbol("vexa_kelo_Lgt_Spot_create"));
     ASSERT_NE(create, nullptr);
     vyr::IShaderBase* shader = nullptr;
-    EXPECT_EQ(countDuring([&] { shader = create(); }), 1);
+    EXPECT_EQ(allocationsDuring([&] { shader = create(); }), 1);
     vkhost::ShaderPtr owner(shader);
 }
 
@@ -105,7 +43,7 @@ TEST(LightAllocations, ShadingAllocatesNothing) {
     context.recording = false;
     context.shadowResult = {0.25f, 0.5f, 0.75f};
     vyr::ShadingState state = lightState({0.0f, 0.0f, 1.0f}, {0.6f, 0.0f, 0.8f}, 2.0f);
-    const long count = countDuring([&] {
+    const long count = allocationsDuring([&] {
         for (int i = 0; i < 200; ++i) {
             const float z = -1.0f + static_cast<float>(i) / 100.0f;
             state.lightToPoint = {0.6f, std::sqrt(std::fmax(0.0f, 0.64f - z * z)), z};

@@ -1,46 +1,7 @@
 // No shading slot of a material allocates: global operator new is replaced in this program and
 // counted while the slots run with a non-recording context.
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
 #include "material_support.h"
-
-namespace {
-std::atomic<bool> gCounting{false};
-std::atomic<long> gAllocations{0};
-}  // namespace
-
-void* operator new(std::size_t size) {
-    if (gCounting.load(std::memory_order_relaxed)) {
-        gAllocations.fetch_add(1, std::memory_order_relaxed);
-    }
-    if (void* p = std::malloc(size == 0 ? 1 : size)) {
-        return p;
-    }
-    throw std::bad_alloc();
-}
-void* operator new[](std::size_t size) {
-    return operator new(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    if (gCounting.load(std::memory_order_relaxed)) {
-        gAllocations.fetch_add(1, std::memory_order_relaxed);
-    }
-    return std::malloc(size == 0 ? 1 : size);
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete[](void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
-void operator delete[](void* p, std::size_t) noexcept {
-    std::free(p);
-}
+#include "support/allocation_counter.h"
 
 namespace materials_test {
 namespace {
@@ -76,22 +37,21 @@ TEST(MaterialAllocations, ShadingSlotsAllocateNothing) {
                    {{0.0f, -0.6f, -0.8f}, 1.0f, {1.0f, 1.0f, 1.0f}, nullptr}});
     const Vec3f rays[] = {{0.6f, 0.0f, -0.8f}, {0.6f, 0.0f, 0.8f}};
 
-    gAllocations = 0;
-    gCounting = true;
-    for (const Material& m : materials) {
-        for (const Vec3f& I : rays) {
-            vyr::ShadingState s = stateWithRay(I);
-            setRequest(s, true, true);
-            s.bsdfDir = {0.0f, 0.6f, 0.8f};
-            m->shade(&ctx, &s);
-            m->shadow(&ctx, &s);
-            m->evaluateBsdf(&ctx, &s);
-            m->sampleBsdf(&ctx, &s);
-            m->finishShading();
+    const long allocations = vktest::allocationsDuring([&] {
+        for (const Material& m : materials) {
+            for (const Vec3f& I : rays) {
+                vyr::ShadingState s = stateWithRay(I);
+                setRequest(s, true, true);
+                s.bsdfDir = {0.0f, 0.6f, 0.8f};
+                m->shade(&ctx, &s);
+                m->shadow(&ctx, &s);
+                m->evaluateBsdf(&ctx, &s);
+                m->sampleBsdf(&ctx, &s);
+                m->finishShading();
+            }
         }
-    }
-    gCounting = false;
-    EXPECT_EQ(gAllocations.load(), 0);
+    });
+    EXPECT_EQ(allocations, 0);
 }
 
 }  // namespace

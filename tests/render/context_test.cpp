@@ -4,56 +4,16 @@
 // (a pane whose shadow is a colour, a light that reports the geometry the host gave it).
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cmath>
-#include <cstdlib>
-#include <new>
 
 #include "render/renderer.h"
 #include "render/scene.h"
 #include "shader_library.h"
+#include "support/allocation_counter.h"
 
 namespace {
 
 using vkrender::Vec3f;
-
-std::atomic<long> gAllocations{0};
-std::atomic<bool> gCounting{false};
-
-}  // namespace
-
-// Counts allocations while a test asks for it.
-void* operator new(std::size_t size) {
-    if (gCounting.load(std::memory_order_relaxed)) {
-        gAllocations.fetch_add(1, std::memory_order_relaxed);
-    }
-    if (void* p = std::malloc(size == 0 ? 1 : size)) {
-        return p;
-    }
-    throw std::bad_alloc();
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    if (gCounting.load(std::memory_order_relaxed)) {
-        gAllocations.fetch_add(1, std::memory_order_relaxed);
-    }
-    return std::malloc(size == 0 ? 1 : size);
-}
-// The replaced operators allocate with malloc, so free is the matching release.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, const std::nothrow_t&) noexcept {
-    std::free(p);
-}
-#pragma GCC diagnostic pop
-
-namespace {
-
 using vkrender::operator-;
 
 // Test shaders are built to the binary contract itself, slot by slot, rather than derived from
@@ -411,15 +371,14 @@ TEST_F(ContextTest, ShadingPathOperationsAllocateNothing) {
     const vyr::Vec3f to{0.0f, 0.0f, 10.0f};
     const vyr::Vec3f down{0.0f, 0.0f, -1.0f};
     vyr::Vec3f scratch{};
-    gAllocations = 0;
-    gCounting = true;
-    context->lightSamples(&p);
-    context->traceShadow(&scratch, &p, &to);
-    context->traceRay(&scratch, &p, &down, 1.0f);
-    context->traceGlossyReflection(&scratch, &p, &to, 0.2f, 1.0f);
-    context->cameraRay({0.0f, 0.0f, 1.0f}, {0.0f, 0.0f, -1.0f});
-    gCounting = false;
-    EXPECT_EQ(gAllocations.load(), 0);
+    const long allocations = vktest::allocationsDuring([&] {
+        context->lightSamples(&p);
+        context->traceShadow(&scratch, &p, &to);
+        context->traceRay(&scratch, &p, &down, 1.0f);
+        context->traceGlossyReflection(&scratch, &p, &to, 0.2f, 1.0f);
+        context->cameraRay({0.0f, 0.0f, 1.0f}, {0.0f, 0.0f, -1.0f});
+    });
+    EXPECT_EQ(allocations, 0);
 }
 
 }  // namespace
