@@ -4,6 +4,7 @@
 #pragma once
 
 #include "frame/parameter_table.h"
+#include "lights/shadow_color_blend.h"
 
 namespace vexakelo {
 
@@ -37,5 +38,16 @@ inline constexpr ParamDesc kAreaLightTable[] = {
 static_assert(isOrderedTable<AreaLightParams>(kAreaLightTable));
 static_assert(offsetof(AreaLightParams, shadowCol) == 28, "after the bool");
 static_assert(offsetof(AreaLightParams, shadowColMap) == 56, "texture handle on 8 bytes");
+
+// The shadowed light colour both area lights share: the shadow colour (from the six-face map or
+// "shadowCol"), the traced transmittance, and the blend; lightShadow ends as (1, 1, 1).
+inline vyr::Vec3f shadowedAreaColor(const AreaLightParams& params, vyr::ShadingContext* context,
+                                    vyr::ShadingState* state) {
+    const vyr::Vec3f S = params.useShadowColMap
+                             ? faceShadowColor(params.shadowColMap, state->lightToPoint)
+                             : params.shadowCol;
+    return tracedShadowBlend(context, state, params.color, S, params.lightAffectShadowCol,
+                             params.shadowDensity);
+}
 
 }  // namespace vexakelo

@@ -25,11 +25,7 @@ public:
             return;
         }
 
-        const Vec3f S = params.useShadowColMap
-                            ? faceShadowColor(params.shadowColMap, state->lightToPoint)
-                            : params.shadowCol;
-        const Vec3f B = tracedShadowBlend(context, state, params.color, S,
-                                          params.lightAffectShadowCol, params.shadowDensity);
+        const Vec3f B = shadowedAreaColor(params, context, state);
         state->lightColor = B * (params.intensity / D);
     }
 };

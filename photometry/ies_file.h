@@ -254,6 +254,8 @@ private:
     void applyParts();
     void copyFrom(const IESFile& other);
     bool hasGrid() const;
+    float intensityAt(std::int32_t verticalIndex, double verticalFraction, double phi,
+                      std::int32_t mode) const;
     void textureSize(std::int32_t& wv, std::int32_t& hh) const;
     static std::string trim(const std::string& text, const std::string& set);
 

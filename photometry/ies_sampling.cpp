@@ -19,6 +19,11 @@ std::int32_t clampIndex(std::int32_t i, std::int32_t count) {
 // A sampler's result: anything not greater than 0 (NaN included) becomes 0.
 float clampBelow(double value) { return value > 0.0 ? static_cast<float>(value) : 0.0f; }
 
+// Horizontal angles the folding samplers accept: 0 to 360 within the tolerance.
+bool outsideFullCircle(double phi) {
+    return phi + kEps < 0.0 || (phi + kEps >= 360.0 && phi > 360.000001);
+}
+
 }  // namespace
 
 bool IESFile::hasGrid() const {
@@ -162,23 +167,32 @@ double IESFile::computeIntensity(std::int32_t vi, double vf, std::int32_t hi, do
     return catrom(column, hf) / maxCandela;
 }
 
+// The tail every sampler shares once phi is folded into the measured range: the horizontal
+// search, the interpolation, negative values clamped to 0.
+float IESFile::intensityAt(std::int32_t verticalIndex, double verticalFraction, double phi,
+                           std::int32_t mode) const {
+    std::int32_t hi = 0;
+    double hf = 0.0;
+    getHorizontalAngleIndex(phi, hi, hf, 1);
+    return clampBelow(computeIntensity(verticalIndex, verticalFraction, hi, hf, mode));
+}
+
 float IESFile::sampleDataNoSymmetry(double theta, double phi) const {
-    std::int32_t vi = 0, hi = 0;
-    double vf = 0.0, hf = 0.0;
+    std::int32_t vi = 0;
+    double vf = 0.0;
     if (!getVerticalAngleIndex(theta, vi, vf)) {
         return 0.0f;
     }
-    getHorizontalAngleIndex(phi, hi, hf, 1);
-    return clampBelow(computeIntensity(vi, vf, hi, hf, 0));
+    return intensityAt(vi, vf, phi, 0);
 }
 
 float IESFile::sampleDataSingleSymmetryTypeC(double theta, double phi) const {
-    std::int32_t vi = 0, hi = 0;
-    double vf = 0.0, hf = 0.0;
+    std::int32_t vi = 0;
+    double vf = 0.0;
     if (!getVerticalAngleIndex(theta, vi, vf)) {
         return 0.0f;
     }
-    if (phi + kEps < 0.0 || (phi + kEps >= 360.0 && phi > 360.000001)) {
+    if (outsideFullCircle(phi)) {
         return 0.0f;
     }
     const float h0 = data_->horizontalAngles[0];
@@ -188,17 +202,16 @@ float IESFile::sampleDataSingleSymmetryTypeC(double theta, double phi) const {
     } else if (static_cast<double>(h0) > phi + kEps) {
         phi = static_cast<double>(2.0f * h0) - phi;
     }
-    getHorizontalAngleIndex(phi, hi, hf, 1);
-    return clampBelow(computeIntensity(vi, vf, hi, hf, 1));
+    return intensityAt(vi, vf, phi, 1);
 }
 
 float IESFile::sampleDataDoubleSymmetry(double theta, double phi) const {
-    std::int32_t vi = 0, hi = 0;
-    double vf = 0.0, hf = 0.0;
+    std::int32_t vi = 0;
+    double vf = 0.0;
     if (!getVerticalAngleIndex(theta, vi, vf)) {
         return 0.0f;
     }
-    if (phi + kEps < 0.0 || (phi + kEps >= 360.0 && phi > 360.000001)) {
+    if (outsideFullCircle(phi)) {
         return 0.0f;
     }
     const float h0 = data_->horizontalAngles[0];
@@ -212,13 +225,12 @@ float IESFile::sampleDataDoubleSymmetry(double theta, double phi) const {
     if (phi + kEps >= h0d + 90.0) {
         phi = twoH0 + 180.0 - phi;
     }
-    getHorizontalAngleIndex(phi, hi, hf, 1);
-    return clampBelow(computeIntensity(vi, vf, hi, hf, 2));
+    return intensityAt(vi, vf, phi, 2);
 }
 
 float IESFile::sampleDataSingleSymmetryTypeAB(double theta, double phi) const {
-    std::int32_t vi = 0, hi = 0;
-    double vf = 0.0, hf = 0.0;
+    std::int32_t vi = 0;
+    double vf = 0.0;
     if (!getVerticalAngleIndex(theta, vi, vf)) {
         return 0.0f;
     }
@@ -243,8 +255,7 @@ float IESFile::sampleDataSingleSymmetryTypeAB(double theta, double phi) const {
     if ((!(hLast > phi + kEps) && phi > hLast + kEps) || h0 > phi + kEps) {
         return 0.0f;
     }
-    getHorizontalAngleIndex(phi, hi, hf, 1);
-    return clampBelow(computeIntensity(vi, vf, hi, hf, 1));
+    return intensityAt(vi, vf, phi, 1);
 }
 
 float IESFile::sampleDataAxisSymmetry(double theta) const {
