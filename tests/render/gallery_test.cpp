@@ -3,6 +3,7 @@
 #include "render/gallery.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -68,7 +69,9 @@ TEST(Gallery, OneTileForEveryExportedShaderAndNoFailures) {
 
 // Runs the CLI; returns the exit status and fills what it printed on stderr.
 int runCli(const std::string& arguments, std::string* errors) {
-    const std::string errFile = testing::TempDir() + "vkrender_cli_err.txt";
+    // One file per process: ctest runs the tests of this program side by side.
+    const std::string errFile =
+        testing::TempDir() + "vkrender_cli_err_" + std::to_string(::getpid()) + ".txt";
     const std::string command =
         std::string(VEXAKELO_CLI) + " " + arguments + " >/dev/null 2>" + errFile;
     const int status = std::system(command.c_str());
