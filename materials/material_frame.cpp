@@ -102,33 +102,13 @@ Vec3f heightMapBump(const ShadingFrame& frame, const vyr::TextureHandle& map,
                     const vyr::Mat3f& transform, float amount, float uvScale, Vec2f uv) {
     const Vec2f t = applyUvTransform(transform, uv);
     const Vec2f p{t.x * uvScale, t.y * uvScale};
-    const auto height = [&](Vec2f at) {
-        const Vec4f c = sampleTexture(map, at);
-        return c.x + c.y + c.z;
-    };
-    const float h0 = height(p);
-    const float h1 = height({p.x + 0.001f, p.y});
-    const float h2 = height({p.x, p.y + 0.001f});
-    const float du = h0 - h1;
-    const float dv = h0 - h2;
-    if (std::fabs(du) < 0.00001f && std::fabs(dv) < 0.00001f) {
-        return frame.N;
-    }
-    return frame.N + (amount * 3.33f) * (du * frame.T + dv * frame.B);
+    return heightBump(frame, amount,
+                      [&](Vec2f o) { return sampleTexture(map, {p.x + o.x, p.y + o.y}); });
 }
 
 Vec3f proceduralGradient(vyr::ShadingContext* context, Vec3f P, const ShadingFrame& frame,
                          Vec3f tiling) {
-    constexpr float h = 0.01f;
-    const auto noiseAt = [&](Vec3f x) {
-        const Vec4f q{tiling.x * x.x, tiling.y * x.y, tiling.z * x.z, 0.0f};
-        return context->noise4(&q);
-    };
-    const float n0 = noiseAt(P);
-    const float nT = noiseAt(P + h * frame.T);
-    const float nB = noiseAt(P + h * frame.B);
-    const float nN = noiseAt(P + h * frame.N);
-    return {(n0 - nT) / h, (n0 - nB) / h, (n0 - nN) / h};
+    return proceduralGradient(context, P, frame, tiling, [](float n) { return n; });
 }
 
 Vec3f applyGradient(const ShadingFrame& frame, Vec3f g, float amount) {

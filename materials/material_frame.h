@@ -170,6 +170,26 @@ ShadingFrame surfaceFrame(Vec3f N, const MaterialFrame& frame, int mode);
 Vec3f heightMapBump(const ShadingFrame& frame, const vyr::TextureHandle& map,
                     const vyr::Mat3f& transform, float amount, float uvScale, Vec2f uv);
 
+// The same bump over any height source: `lookup(offset)` returns the colour at the bump's start
+// point plus offset, for the offsets (0, 0), (0.001, 0) and (0, 0.001) in that order; the height is
+// r + g + b. Lets a procedural tree stand where a texture would be read.
+template <class Lookup>
+Vec3f heightBump(const ShadingFrame& frame, float amount, Lookup&& lookup) {
+    const auto height = [&](Vec2f offset) {
+        const Vec4f c = lookup(offset);
+        return c.x + c.y + c.z;
+    };
+    const float h0 = height({0.0f, 0.0f});
+    const float h1 = height({0.001f, 0.0f});
+    const float h2 = height({0.0f, 0.001f});
+    const float du = h0 - h1;
+    const float dv = h0 - h2;
+    if (std::fabs(du) < 0.00001f && std::fabs(dv) < 0.00001f) {
+        return frame.N;
+    }
+    return frame.N + (amount * 3.33f) * (du * frame.T + dv * frame.B);
+}
+
 // The procedural bump's gradient: the context's four-dimensional noise over the shading point
 // scaled by the tiling colour, q(x) = (tiling.x * x.x, tiling.y * x.y, tiling.z * x.z, 0).
 // g = ((n0 - nT) / h, (n0 - nB) / h, (n0 - nN) / h) with n0 = noise(q(P)) and nT, nB, nN the
@@ -177,6 +197,22 @@ Vec3f heightMapBump(const ShadingFrame& frame, const vyr::TextureHandle& map,
 // derivatives along the frame axes, so that noise peaks read as raised bumps. Four noise calls.
 Vec3f proceduralGradient(vyr::ShadingContext* context, Vec3f P, const ShadingFrame& frame,
                          Vec3f tiling);
+
+// The same gradient with each noise value passed through `profile(n)` first.
+template <class Profile>
+Vec3f proceduralGradient(vyr::ShadingContext* context, Vec3f P, const ShadingFrame& frame,
+                         Vec3f tiling, Profile&& profile) {
+    constexpr float h = 0.01f;
+    const auto noiseAt = [&](Vec3f x) {
+        const Vec4f q{tiling.x * x.x, tiling.y * x.y, tiling.z * x.z, 0.0f};
+        return profile(context->noise4(&q));
+    };
+    const float n0 = noiseAt(P);
+    const float nT = noiseAt(P + h * frame.T);
+    const float nB = noiseAt(P + h * frame.B);
+    const float nN = noiseAt(P + h * frame.N);
+    return {(n0 - nT) / h, (n0 - nB) / h, (n0 - nN) / h};
+}
 
 // N + amount * (g0 * T + g1 * B + g2 * N), not normalised.
 Vec3f applyGradient(const ShadingFrame& frame, Vec3f g, float amount);
