@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "material_support.h"
+#include "support/chi_square.h"
 
 namespace materials_test {
 namespace {
@@ -180,6 +181,48 @@ TEST(DielectricStatistics, GlossyReflectionSamplesMatchEvaluate) {
     EXPECT_GT(c.dof, 50);
     EXPECT_GT(c.pValue, kSignificance);
     EXPECT_NEAR(c.sampledTotal / c.evaluatedTotal, 1.0, 0.01);
+}
+
+// The directions alone: with F = 1 every sample reflects about a microfacet normal m drawn from
+// the distribution D(m) cos(m) with D = a^2 / (pi cos^4 (a^2 + tan^2)^2), a^2 = 0.09, so a
+// direction L has the density D(m) m.z / (4 V.m) with m the normalised V + L.
+TEST(DielectricStatistics, ReflectedDirectionsFollowTheMicrofacetDensity) {
+    const Material m =
+        makeMaterial("vexa_kelo_Mtl_Dielectric", {{"u_roughValue", 0.3f}, {"u_reflectance", 1.0f}});
+    const vyr::ShadingState base = obliqueState(true, false);
+    const Vec3f V{-base.rayDir.x, -base.rayDir.y, -base.rayDir.z};
+    vkhost::ScriptedContext ctx;
+    ctx.recording = false;
+    std::mt19937 rng(kSeed);
+    std::uniform_real_distribution<float> uniform(0.0f, 1.0f);
+    ctx.randoms.resize(2 * kSamples);
+    for (float& r : ctx.randoms) {
+        r = uniform(rng);
+    }
+    const auto sample = [&]() -> std::optional<Vec3f> {
+        vyr::ShadingState s = base;
+        m->sampleBsdf(&ctx, &s);
+        return s.bsdfLobe == 0 ? std::nullopt : std::optional<Vec3f>(s.bsdfDir);
+    };
+    const auto pdf = [&](Vec3f L) {
+        const double hx = V.x + L.x, hy = V.y + L.y, hz = V.z + L.z;
+        const double len = std::sqrt(hx * hx + hy * hy + hz * hz);
+        const double mz = hz / len;
+        const double vm = (V.x * hx + V.y * hy + V.z * hz) / len;
+        if (!(mz > 0.0) || !(vm > 0.0)) {
+            return 0.0f;
+        }
+        const double a2 = 0.09, c2 = mz * mz, tan2 = (1.0 - c2) / c2;
+        const double D = a2 / (kPi * c2 * c2 * (a2 + tan2) * (a2 + tan2));
+        return static_cast<float>(D * mz / (4.0 * vm));
+    };
+    vktest::ChiSquareConfig config;
+    config.samples = kSamples;
+    const vktest::ChiSquareResult r = vktest::chiSquareTest(sample, pdf, config);
+    std::printf("[ measure  ] reflected directions: chi2 %.1f over %d, p = %.3g\n", r.statistic,
+                r.dof, r.pValue);
+    EXPECT_GT(r.pValue, kSignificance);
+    EXPECT_NEAR(r.sampledFraction, r.pdfIntegral, 0.01);
 }
 
 // A roughness that differs from what evaluate uses must be caught: sampling at 0.3 against
