@@ -29,6 +29,7 @@ TEST(MaterialAllocations, ShadingSlotsAllocateNothing) {
         makeMaterial("vexa_kelo_Mtl_Glazing", {{"u_transmittanceMapEnable", true},
                                                {"u_transmittanceMap", map},
                                                {"u_transmittanceTransform", kIdentity}}),
+        makeMaterial("vexa_kelo_Mtl_Ward", vkhost::wardFullyMapped(map)),
     };
     vkhost::ScriptedContext ctx;
     ctx.recording = false;

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "frame/vec_math.h"
+#include "material_presets.h"
 #include "parameters.h"
 #include "scripted_context.h"
 #include "shader_library.h"
@@ -41,6 +42,18 @@ struct Material {
 inline Material makeMaterial(
     const std::string& name,
     std::initializer_list<std::pair<const char*, ParamValue>> values = {}) {
+    Material m{library().create(name)};
+    const vkhost::ShaderLayout layout = vkhost::declareLayout(m.object.get());
+    vkhost::ParameterBlock block(name, layout, m.object.get());
+    for (const auto& [key, value] : values) {
+        block.set(key, value);
+    }
+    block.applyTo(m.object.get());
+    return m;
+}
+
+// The same from a preset list (host/runtime/material_presets.h).
+inline Material makeMaterial(const std::string& name, const vkhost::ParameterList& values) {
     Material m{library().create(name)};
     const vkhost::ShaderLayout layout = vkhost::declareLayout(m.object.get());
     vkhost::ParameterBlock block(name, layout, m.object.get());

@@ -69,7 +69,8 @@ std::vector<vyr::ShadingState> run(const vyr::MaterialShader* m) {
 TEST(MaterialsThreads, ConcurrentShadingMatchesSingleThread) {
     const vkhost::ShaderLibrary library;
     for (const std::string name :
-         {"vexa_kelo_Mtl_Mirror", "vexa_kelo_Mtl_Dielectric", "vexa_kelo_Mtl_Glazing"}) {
+         {"vexa_kelo_Mtl_Mirror", "vexa_kelo_Mtl_Dielectric", "vexa_kelo_Mtl_Glazing",
+          "vexa_kelo_Mtl_Ward"}) {
         const vkhost::ShaderPtr shader = library.create(name);
         const vkhost::ShaderLayout layout = vkhost::declareLayout(shader.get());
         vkhost::ParameterBlock block(name, layout, shader.get());
@@ -80,6 +81,20 @@ TEST(MaterialsThreads, ConcurrentShadingMatchesSingleThread) {
             block.set("u_procedureMapEnable", std::int32_t{1});
             block.set("u_falloffEnable", true);
             block.set("u_absorptionCoef", vyr::Vec3f{0.5f, 0.25f, 0.1f});
+        } else if (name == "vexa_kelo_Mtl_Ward") {
+            // Both sampling branches, translucency, the noise bump and fade mode 4.
+            block.set("u_diffuseColor", vyr::Vec3f{0.6f, 0.4f, 0.2f});
+            block.set("u_roughValue", 0.2f);
+            block.set("u_anisotropyValue", 0.5f);
+            block.set("u_anisoRotationValue", 0.1f);
+            block.set("u_brdfCurvePower", 2.0f);
+            block.set("u_transparency", true);
+            block.set("u_transparencyValue", 0.4f);
+            block.set("u_translucencyValue", 0.5f);
+            block.set("u_procedureMapEnable", std::int32_t{1});
+            block.set("u_procedureMapAmount", 0.05f);
+            block.set("u_imageFadeEnable", std::int32_t{4});
+            block.set("u_imageFade", 0.5f);
         }
         block.applyTo(shader.get());
         const auto* material = static_cast<const vyr::MaterialShader*>(shader.get());
