@@ -35,9 +35,9 @@ inline ShadingFrame facingFrame(const ShadingFrame& f, float s) {
 
 // Diffuse reflection of a rough matte layer (Fujii's improvement of the Oren-Nayar model):
 // (1/pi) (A + B s / t), s = L.V - Lz Vz, t = max(Lz, Vz) when s > 0 else 1, A = 1 / (1 + c sigma),
-// B = sigma A, c = pi/2 - 2/3. Symmetric in V and L; sigma = 0 is Lambert. Without the albedo.
+// B = sigma A, c = (pi/2 - 2/3) / pi. Symmetric in V and L; sigma = 0 is Lambert. Without the albedo.
 inline float roughDiffuse(Vec3f V, Vec3f L, float sigma) {
-    constexpr float kC = 0.9041297f;  // pi/2 - 2/3
+    constexpr float kC = 0.2877934f;  // (pi/2 - 2/3) / pi
     const float A = 1.0f / (1.0f + kC * sigma);
     const float s = dot(L, V) - L.z * V.z;
     const float t = s > 0.0f ? std::fmax(L.z, V.z) : 1.0f;
