@@ -81,7 +81,8 @@ INSTANTIATE_TEST_SUITE_P(
                       GoldenCase{"materials", "scenes/materials.json"},
                       GoldenCase{"lights", "scenes/lights.json"},
                       GoldenCase{"sky", "scenes/sky.json"},
-                      GoldenCase{"ies_web", "scenes/ies_web.json"}),
+                      GoldenCase{"ies_web", "scenes/ies_web.json"},
+                      GoldenCase{"ward", "scenes/ward.json"}),
     [](const ::testing::TestParamInfo<GoldenCase>& info) { return std::string(info.param.name); });
 
 TEST(Determinism, SameSeedSameImageWhateverTheThreadCount) {
