@@ -137,7 +137,9 @@ void run(const Options& o) {
                     s.shadowTransmit.z);
     }
 
-    // Sampler: mean weight * cosine per lobe flag.
+    // Sampler: mean weight * cosine per lobe flag. The Ward family writes the BSDF value as the
+    // weight and the reciprocal density into the pdf field, so its estimate is value * cos / pdf.
+    const bool reciprocalPdf = o.shader.rfind("vexa_kelo_Mtl_Ward", 0) == 0;
     std::mt19937 rng(o.seed);
     std::uniform_real_distribution<float> uniform(0.0f, 1.0f);
     ctx.randoms.resize(3 * static_cast<std::size_t>(o.samples));
@@ -152,14 +154,16 @@ void run(const Options& o) {
         const int lobe = s.bsdfLobe >= 0 && s.bsdfLobe < 64 ? s.bsdfLobe : 0;
         ++hits[lobe];
         if (lobe != 0) {
-            byLobe[lobe] += static_cast<double>(s.bsdfWeight.x) * s.bsdfCos;
+            byLobe[lobe] += static_cast<double>(s.bsdfWeight.x) * s.bsdfCos *
+                            (reciprocalPdf ? static_cast<double>(s.bsdfPdf) : 1.0);
         }
     }
     std::printf("sampleBsdf, %d samples, all lobes requested:\n", o.samples);
     for (int lobe = 0; lobe < 64; ++lobe) {
         if (hits[lobe] != 0) {
-            std::printf("  lobe %2d: %6.2f%% of samples, mean weight*cos %.6f\n", lobe,
-                        100.0 * hits[lobe] / o.samples, byLobe[lobe] / o.samples);
+            std::printf("  lobe %2d: %6.2f%% of samples, mean weight*cos%s %.6f\n", lobe,
+                        100.0 * hits[lobe] / o.samples, reciprocalPdf ? "/pdf" : "",
+                        byLobe[lobe] / o.samples);
         }
     }
 
