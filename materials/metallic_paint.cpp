@@ -286,7 +286,12 @@ public:
             const ShadingFrame lf = lobe == kCoatLobe ? coatFrame(s) : s.flakeFrame;
             const metal::Ggx& g = lobe == kCoatLobe ? s.coat : s.flakeLobe;
             const Vec3f v = toLocal(lf, V);
-            L = toWorld(lf, metal::reflectAbout(v, metal::sampleVisibleNormal(g, v, xi[0], xi[1])));
+            const Vec3f l = metal::reflectAbout(v, metal::sampleVisibleNormal(g, v, xi[0], xi[1]));
+            if (!(v.z > 0.0f && l.z > 0.0f)) {
+                state->bsdfLobe = 0;  // below the lobe's own plane: its density is 0 there
+                return;
+            }
+            L = toWorld(lf, l);
         }
         const float cos = dot(L, s.frame.N);
         if (!(cos > 0.0f && dot(L, s.geoFacing) > 0.0f)) {
