@@ -81,6 +81,23 @@ TEST(MaterialsThreads, ConcurrentShadingMatchesSingleThread) {
             block.set("u_procedureMapEnable", std::int32_t{1});
             block.set("u_falloffEnable", true);
             block.set("u_absorptionCoef", vyr::Vec3f{0.5f, 0.25f, 0.1f});
+        } else if (name == "vexa_kelo_Mtl_Metal") {
+            // Every per-call feature: brushing noise, film, patina noise, cutout, several traces.
+            block.set("u_anisotropyValue", 0.7f);
+            block.set("u_brushMode", std::int32_t{1});
+            block.set("u_brushStreaks", 0.4f);
+            block.set("u_streakTilt", 0.1f);
+            block.set("u_filmThickness", 120.0f);
+            block.set("u_filmVariation", 0.3f);
+            block.set("u_patinaCoverage", 0.4f);
+            block.set("u_cutoutValue", 0.8f);
+            block.set("u_reflectSamples", std::int32_t{3});
+        } else if (name == "vexa_kelo_Mtl_MetallicPaint") {
+            block.set("u_preset", std::int32_t{4});
+            block.set("u_flakeDensity", 1.0f);
+            block.set("u_flakeSize", 0.05f);
+            block.set("u_coatRoughness", 0.2f);
+            block.set("u_peelAmount", 0.02f);
         } else if (name == "vexa_kelo_Mtl_Ward") {
             // Both sampling branches, translucency, the noise bump and fade mode 4.
             block.set("u_diffuseColor", vyr::Vec3f{0.6f, 0.4f, 0.2f});
