@@ -82,7 +82,9 @@ INSTANTIATE_TEST_SUITE_P(
                       GoldenCase{"lights", "scenes/lights.json"},
                       GoldenCase{"sky", "scenes/sky.json"},
                       GoldenCase{"ies_web", "scenes/ies_web.json"},
-                      GoldenCase{"ward", "scenes/ward.json"}),
+                      GoldenCase{"ward", "scenes/ward.json"},
+                      GoldenCase{"metals", "scenes/metals.json"},
+                      GoldenCase{"paint", "scenes/paint.json"}),
     [](const ::testing::TestParamInfo<GoldenCase>& info) { return std::string(info.param.name); });
 
 TEST(Determinism, SameSeedSameImageWhateverTheThreadCount) {
