@@ -2,6 +2,7 @@
 // counted while the slots run with a non-recording context.
 #include "material_support.h"
 #include "support/allocation_counter.h"
+#include "support/ward_trees.h"
 
 namespace materials_test {
 namespace {
@@ -51,6 +52,21 @@ TEST(MaterialAllocations, ShadingSlotsAllocateNothing) {
                                                      {"u_peelAmount", 0.01f}}),
         makeMaterial("vexa_kelo_Mtl_Ward", vkhost::wardFullyMapped(map)),
     };
+    // The Ward variants with every map and every tree on.
+    std::vector<Material> variants;
+    for (const char* name : vktest::kWardVariants) {
+        Material m{library().create(name)};
+        const vkhost::ShaderLayout layout = vkhost::declareLayout(m.object.get());
+        vkhost::ParameterBlock block(name, layout, m.object.get());
+        for (const auto& [key, value] : vkhost::wardFullyMapped(map)) {
+            block.set(key, value);
+        }
+        for (const auto& [key, value] : vktest::treeValues(layout, map)) {
+            block.set(key, value);
+        }
+        block.applyTo(m.object.get());
+        variants.push_back(std::move(m));
+    }
     vkhost::ScriptedContext ctx;
     ctx.recording = false;
     ctx.randoms = {0.3f, 0.7f, 0.1f};
@@ -58,18 +74,25 @@ TEST(MaterialAllocations, ShadingSlotsAllocateNothing) {
                    {{0.0f, -0.6f, -0.8f}, 1.0f, {1.0f, 1.0f, 1.0f}, nullptr}});
     const Vec3f rays[] = {{0.6f, 0.0f, -0.8f}, {0.6f, 0.0f, 0.8f}};
 
+    const auto run = [&](const Material& m) {
+        for (const Vec3f& I : rays) {
+            vyr::ShadingState s = stateWithRay(I);
+            setRequest(s, true, true);
+            s.bsdfDir = {0.0f, 0.6f, 0.8f};
+            m->shade(&ctx, &s);
+            m->shadow(&ctx, &s);
+            m->evaluateBsdf(&ctx, &s);
+            m->sampleBsdf(&ctx, &s);
+            m->finishShading();
+        }
+    };
+
     const long allocations = vktest::allocationsDuring([&] {
         for (const Material& m : materials) {
-            for (const Vec3f& I : rays) {
-                vyr::ShadingState s = stateWithRay(I);
-                setRequest(s, true, true);
-                s.bsdfDir = {0.0f, 0.6f, 0.8f};
-                m->shade(&ctx, &s);
-                m->shadow(&ctx, &s);
-                m->evaluateBsdf(&ctx, &s);
-                m->sampleBsdf(&ctx, &s);
-                m->finishShading();
-            }
+            run(m);
+        }
+        for (const Material& m : variants) {
+            run(m);
         }
     });
     EXPECT_EQ(allocations, 0);

@@ -11,6 +11,7 @@
 #include "parameters.h"
 #include "scripted_context.h"
 #include "shader_library.h"
+#include "support/ward_trees.h"
 #include "vyr/vyr.h"
 
 namespace {
@@ -70,7 +71,11 @@ TEST(MaterialsThreads, ConcurrentShadingMatchesSingleThread) {
     const vkhost::ShaderLibrary library;
     for (const std::string name :
          {"vexa_kelo_Mtl_Mirror", "vexa_kelo_Mtl_Dielectric", "vexa_kelo_Mtl_Glazing",
-          "vexa_kelo_Mtl_Ward"}) {
+          "vexa_kelo_Mtl_Ward", "vexa_kelo_Mtl_Ward_120b7820", "vexa_kelo_Mtl_Ward_33632204",
+          "vexa_kelo_Mtl_Ward_5592d496", "vexa_kelo_Mtl_Ward_5ba0bfff",
+          "vexa_kelo_Mtl_Ward_82261344", "vexa_kelo_Mtl_Ward_aa598cb4",
+          "vexa_kelo_Mtl_Ward_b9aac246", "vexa_kelo_Mtl_Ward_ccb3a2e6",
+          "vexa_kelo_Mtl_Ward_f05db29e"}) {
         const vkhost::ShaderPtr shader = library.create(name);
         const vkhost::ShaderLayout layout = vkhost::declareLayout(shader.get());
         vkhost::ParameterBlock block(name, layout, shader.get());
@@ -112,6 +117,17 @@ TEST(MaterialsThreads, ConcurrentShadingMatchesSingleThread) {
             block.set("u_procedureMapAmount", 0.05f);
             block.set("u_imageFadeEnable", std::int32_t{4});
             block.set("u_imageFade", 0.5f);
+        } else if (name.rfind("vexa_kelo_Mtl_Ward_", 0) == 0) {
+            // Every tree switched on, every node doing something.
+            block.set("u_diffuseColor", vyr::Vec3f{0.6f, 0.4f, 0.2f});
+            block.set("u_brdf90Reflectivity", 0.5f);
+            block.set("u_normal0Amount", 0.3f);
+            for (const char* key : vktest::kTreeSwitches) {
+                block.set(key, true);
+            }
+            for (const auto& [key, value] : vktest::treeValues(layout, vyr::TextureHandle{})) {
+                block.set(key, value);
+            }
         }
         block.applyTo(shader.get());
         const auto* material = static_cast<const vyr::MaterialShader*>(shader.get());
