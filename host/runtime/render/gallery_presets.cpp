@@ -3,6 +3,8 @@
 // yet are simply not drawn; a parameter a shader does not declare is dropped with a warning.
 #include "render/gallery.h"
 
+#include <nlohmann/json.hpp>
+
 namespace vkrender {
 
 namespace {
@@ -12,6 +14,56 @@ const std::string kWardBase =
     R"j("u_diffuseColor": [0.55, 0.22, 0.08], "u_specularColor": [1, 1, 1],
        "u_roughValue": 0.06, "u_brdf00Reflectivity": 0.08, "u_brdf90Reflectivity": 1.0,
        "u_additionalColor": [0, 0, 0])j";
+
+// A Ward variant's tile: the base look with the switches its trees hang from, every tree
+// expanded with the gallery's node defaults (bitmaps read the checker), then each override set on
+// every node parameter whose key ends in its suffix, so the two inputs of a node differ and the
+// tree shows.
+const std::string kDiffuseTree = "_ward_diffuse_color_";
+const std::string kNormalTree = "_ward_normal0_map_";
+const std::string kCutoutTree = "_ward_cutout_map_";
+const std::string kDiffuseOn = R"j(, "u_diffuseMapEnable": true)j";
+const std::string kNormalOn = R"j(, "u_normal0MapEnable": true, "u_normal0Amount": 0.3)j";
+const std::string kStrongBump = R"j(, "u_normal0Amount": 6)j";
+const std::string kMediumBump = R"j(, "u_normal0Amount": 1.5)j";
+// A bitmap xform that reads one square of the checker everywhere: blue-grey, or cream.
+const nlohmann::json kBlueSquare = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0.0625, 0.0625, 0, 1};
+const nlohmann::json kCreamSquare = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0.1875, 0.0625, 0, 1};
+
+std::string wardVariant(const std::string& switches,
+                        const std::vector<std::pair<std::string, std::string>>& trees,
+                        const std::vector<std::pair<std::string, nlohmann::json>>& overrides) {
+    // Reflectivity rising towards grazing only, so the diffuse layer the trees feed shows.
+    const std::string look = R"j(, "u_brdfCurvePower": 4, "u_brdf90Reflectivity": 0.6)j";
+    nlohmann::json params = nlohmann::json::parse("{" + kWardBase + look + switches + "}");
+    for (const auto& [prefix, tree] : trees) {
+        params.update(nlohmann::json::parse(expandNodeTree(prefix, tree, "textures/checker.png")));
+    }
+    // Every node starts from the identity xform, so an override can replace it.
+    const nlohmann::json identity = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    for (const std::string first : {"UnifiedBitmap_amount", "Noise_type", "Tile_verticalCount"}) {
+        const nlohmann::json before = params;
+        for (const auto& [key, value] : before.items()) {
+            if (key.size() > first.size() &&
+                key.compare(key.size() - first.size(), first.size(), first) == 0) {
+                params[key.substr(0, key.rfind('_')) + "_xform"] = identity;
+            }
+        }
+    }
+    // Sharper noise than the defaults, so the blotches read at tile size.
+    std::vector<std::pair<std::string, nlohmann::json>> all = {{"Noise_thresholdLow", 0.4},
+                                                               {"Noise_thresholdHigh", 0.6}};
+    all.insert(all.end(), overrides.begin(), overrides.end());
+    for (const auto& [suffix, value] : all) {
+        for (auto& [key, v] : params.items()) {
+            if (key.size() >= suffix.size() &&
+                key.compare(key.size() - suffix.size(), suffix.size(), suffix) == 0) {
+                v = value;
+            }
+        }
+    }
+    return nlohmann::json{{"params", params}}.dump();
+}
 
 // clang-format off
 const std::vector<GalleryPreset> kPresets = {
@@ -53,34 +105,52 @@ const std::vector<GalleryPreset> kPresets = {
     {"vexa_kelo_Mtl_Mirror", R"j({"params": {"u_tintColor": [0.95, 0.93, 0.9]}})j"},
     {"vexa_kelo_Mtl_Ward", "{\"params\": {" + kWardBase + "}}"},
     {"vexa_kelo_Mtl_Ward_120b7820",
-     "{\"params\": {" + kWardBase + "}," +
-     R"j("nodes": {"_ward_diffuse_color_": "Noise(const, const)"}})j"},
+     wardVariant(kDiffuseOn, {{kDiffuseTree, "Noise(const, const)"}}, {})},
     {"vexa_kelo_Mtl_Ward_33632204",
-     "{\"params\": {" + kWardBase + R"j(, "u_normal0MapEnable": true, "u_normal0Amount": 0.3},)j" +
-     R"j("nodes": {"_ward_diffuse_color_": "Noise(Noise(UB, UB), Noise(UB, UB))",
-                  "_ward_normal0_map_": "Noise(Noise(UB, UB), Noise(UB, UB))"}})j"},
+     wardVariant(kDiffuseOn + kNormalOn + kMediumBump,
+                 {{kDiffuseTree, "Noise(Noise(UB, UB), Noise(UB, UB))"},
+                  {kNormalTree, "Noise(Noise(UB, UB), Noise(UB, UB))"}},
+                 {{"color2_UnifiedBitmap_amount", 0.2}, {"color1_Noise_size", 0.08},
+                  {"color2_Noise_size", 0.12}})},
     {"vexa_kelo_Mtl_Ward_5592d496",
-     "{\"params\": {" + kWardBase + R"j(, "u_normal0MapEnable": true, "u_normal0Amount": 0.3},)j" +
-     R"j("nodes": {"_ward_diffuse_color_": "Noise(UB, UB)", "_ward_normal0_map_": "UB"}})j"},
+     wardVariant(kDiffuseOn + kNormalOn,
+                 {{kDiffuseTree, "Noise(UB, UB)"}, {kNormalTree, "UB"}},
+                 {{"color2_UnifiedBitmap_amount", 0.2}})},
     {"vexa_kelo_Mtl_Ward_5ba0bfff",
-     "{\"params\": {" + kWardBase + R"j(, "u_normal0MapEnable": true, "u_normal0Amount": 0.3},)j" +
-     R"j("nodes": {"_ward_normal0_map_": "Noise(const, const)"}})j"},
+     wardVariant(kNormalOn + kStrongBump, {{kNormalTree, "Noise(const, const)"}},
+                 {{"Noise_size", 0.08}})},
     {"vexa_kelo_Mtl_Ward_82261344",
-     "{\"params\": {" + kWardBase + R"j(, "u_cutoutMapEnable": true},)j" +
-     R"j("nodes": {"_ward_diffuse_color_": "Noise(UB, UB)", "_ward_cutout_map_": "UB"}})j"},
+     wardVariant(kDiffuseOn + R"j(, "u_cutoutMapEnable": true)j",
+                 {{kDiffuseTree, "Noise(UB, UB)"}, {kCutoutTree, "UB"}},
+                 {{"color2_UnifiedBitmap_amount", 0.2}})},
     {"vexa_kelo_Mtl_Ward_aa598cb4",
-     "{\"params\": {" + kWardBase + R"j(, "u_normal0MapEnable": true, "u_normal0Amount": 0.3},)j" +
-     R"j("nodes": {"_ward_diffuse_color_": "Noise(UB, UB)", "_ward_normal0_map_": "Noise(UB, UB)"}})j"},
+     wardVariant(kDiffuseOn + kNormalOn + kMediumBump,
+                 {{kDiffuseTree, "Noise(UB, UB)"}, {kNormalTree, "Noise(UB, UB)"}},
+                 {{"color2_UnifiedBitmap_amount", 0.2}})},
     {"vexa_kelo_Mtl_Ward_b9aac246",
-     "{\"params\": {" + kWardBase + R"j(, "u_normal0MapEnable": true, "u_normal0Amount": 0.3},)j" +
-     R"j("nodes": {"_ward_diffuse_color_": "Noise(Tile(UB, UB), Tile(UB, UB))",
-                  "_ward_normal0_map_": "UB"}})j"},
+     wardVariant(kDiffuseOn + kNormalOn,
+                 {{kDiffuseTree, "Noise(Tile(UB, UB), Tile(UB, UB))"}, {kNormalTree, "UB"}},
+                 {{"brickColor_UnifiedBitmap_xform", kBlueSquare},
+                  {"mortarColor_UnifiedBitmap_xform", kCreamSquare},
+                  {"Tile_verticalCount", 12.0},
+                  {"Tile_horizontalCount", 6.0},
+                  {"Tile_verticalGap", 0.08},
+                  {"color2_Tile_brickColor_UnifiedBitmap_amount", 0.45},
+                  {"color2_Tile_verticalCount", 20.0},
+                  {"_ward_normal0_map_UnifiedBitmap_amount", 0.3}})},
     {"vexa_kelo_Mtl_Ward_ccb3a2e6",
-     "{\"params\": {" + kWardBase + "}," +
-     R"j("nodes": {"_ward_diffuse_color_": "Noise(UB, UB)"}})j"},
+     wardVariant(kDiffuseOn, {{kDiffuseTree, "Noise(UB, UB)"}},
+                 {{"color2_UnifiedBitmap_amount", 0.2}})},
     {"vexa_kelo_Mtl_Ward_f05db29e",
-     "{\"params\": {" + kWardBase + R"j(, "u_normal0MapEnable": true, "u_normal0Amount": 0.3},)j" +
-     R"j("nodes": {"_ward_diffuse_color_": "Tile(UB, UB)", "_ward_normal0_map_": "UB"}})j"},
+     wardVariant(kDiffuseOn + kNormalOn, {{kDiffuseTree, "Tile(UB, UB)"}, {kNormalTree, "UB"}},
+                 {{"brickColor_UnifiedBitmap_xform", kBlueSquare},
+                  {"mortarColor_UnifiedBitmap_xform", kCreamSquare},
+                  {"Tile_verticalCount", 12.0},
+                  {"Tile_horizontalCount", 6.0},
+                  {"Tile_verticalGap", 0.08},
+                  {"edgeRoughness", 20.0},
+                  {"colorVariance", 0.3},
+                  {"_ward_normal0_map_UnifiedBitmap_amount", 0.3}})},
 };
 // clang-format on
 
