@@ -1,52 +1,8 @@
 #include "materials/material_frame.h"
 
-#include <cstring>
-
 #include "frame/constants.h"
 
 namespace vexakelo {
-
-MaterialFrame copyFrame(const vyr::ShadingState& state) {
-    MaterialFrame frame;
-    frame.O = state.rayOrigin;
-    frame.I = state.rayDir;
-    frame.P = state.position;
-    frame.N = state.normal;
-    frame.Ng = state.geoNormal;
-    std::memcpy(frame.localFrame, state.localFrame, sizeof frame.localFrame);
-    frame.iorHere = state.incidentIor;
-    frame.iorBeyond = state.exitIor;
-    frame.uv = state.uv;
-    frame.tangent = state.tangent;
-    frame.bitangent = state.bitangent;
-    return frame;
-}
-
-void clearContributions(Contributions& out) {
-    for (Vec4f& c : out.color) {
-        c = {0.0f, 0.0f, 0.0f, 1.0f};
-    }
-    for (Vec3f& v : out.side) {
-        v = {0.0f, 0.0f, 0.0f};
-    }
-}
-
-Vec4f sumContributions(const Contributions& out) {
-    Vec4f sum = out.color[0];
-    for (int i = 1; i < kContributionCount; ++i) {
-        sum.x = sum.x + out.color[i].x;
-        sum.y = sum.y + out.color[i].y;
-        sum.z = sum.z + out.color[i].z;
-    }
-    sum.w = 1.0f;
-    return sum;
-}
-
-Vec3f traceWeighted(vyr::ShadingContext* context, Vec3f P, Vec3f direction, Vec3f W) {
-    Vec3f scratch;
-    const Vec3f* const radiance = context->traceRay(&scratch, &P, &direction, importanceOf(W));
-    return mul(W, *radiance);
-}
 
 Vec3f surfaceToWorld(const float m[16], Vec3f d) {
     const Vec3f c0{m[0], m[1], m[2]};
@@ -66,7 +22,9 @@ bool perpendicularUnit(Vec3f v, Vec3f n, Vec3f& out) {
     if (!(pp > 1e-12f * vv) || !std::isfinite(pp)) {
         return false;
     }
-    out = p / std::sqrt(pp);
+    // A unit vector, the usual case, skips the divisions (x / 1 is x).
+    const float r = std::sqrt(pp);
+    out = r == 1.0f ? p : p / r;
     return true;
 }
 
@@ -80,7 +38,8 @@ ShadingFrame orthonormalFrame(ShadingFrame frame, int mode) {
         return frame;
     }
     const float len = length(frame.N);
-    const Vec3f n = len > 0.0f && std::isfinite(len) ? frame.N / len : Vec3f{0.0f, 0.0f, 1.0f};
+    const Vec3f n = len > 0.0f && std::isfinite(len) ? (len == 1.0f ? frame.N : frame.N / len)
+                                                     : Vec3f{0.0f, 0.0f, 1.0f};
     Vec3f T;
     if (!perpendicularUnit(frame.T, n, T) && !perpendicularUnit(cross(frame.B, n), n, T)) {
         const Vec3f axis =

@@ -32,7 +32,24 @@ struct MaterialFrame {
     Vec3f bitangent;       // the "bitangent" varying, surface space
 };
 
-MaterialFrame copyFrame(const vyr::ShadingState& state);
+// Inline, so each slot keeps only the fields its body reads.
+inline MaterialFrame copyFrame(const vyr::ShadingState& state) {
+    MaterialFrame frame;
+    frame.O = state.rayOrigin;
+    frame.I = state.rayDir;
+    frame.P = state.position;
+    frame.N = state.normal;
+    frame.Ng = state.geoNormal;
+    for (int i = 0; i < 16; ++i) {
+        frame.localFrame[i] = state.localFrame[i];
+    }
+    frame.iorHere = state.incidentIor;
+    frame.iorBeyond = state.exitIor;
+    frame.uv = state.uv;
+    frame.tangent = state.tangent;
+    frame.bitangent = state.bitangent;
+    return frame;
+}
 
 // Where each material puts its light. The six colours are summed in this order; a material
 // fills only what it produces.
@@ -60,12 +77,29 @@ struct Contributions {
     Vec3f side[kSideOutputCount];
 };
 
-// Colours to (0, 0, 0, 1), side outputs to (0, 0, 0).
-void clearContributions(Contributions& out);
+// Colours to (0, 0, 0, 1), side outputs to (0, 0, 0). Inline, so the sum below folds the
+// contributions a body never writes.
+inline void clearContributions(Contributions& out) {
+    for (Vec4f& c : out.color) {
+        c = {0.0f, 0.0f, 0.0f, 1.0f};
+    }
+    for (Vec3f& v : out.side) {
+        v = {0.0f, 0.0f, 0.0f};
+    }
+}
 
 // ((((c0 + c1) + c2) + c3) + c4) + c5 per channel, alpha exactly 1.0; contribution alphas are
 // ignored.
-Vec4f sumContributions(const Contributions& out);
+inline Vec4f sumContributions(const Contributions& out) {
+    Vec4f sum = out.color[0];
+    for (int i = 1; i < kContributionCount; ++i) {
+        sum.x = sum.x + out.color[i].x;
+        sum.y = sum.y + out.color[i].y;
+        sum.z = sum.z + out.color[i].z;
+    }
+    sum.w = 1.0f;
+    return sum;
+}
 
 // The shape of every material's shade: copy the frame, clear, run the body, write the sum.
 // `body(const MaterialFrame&, Contributions&)` is called exactly once.
@@ -115,7 +149,11 @@ inline Vec3f mirrorDirection(Vec3f I, Vec3f Nf) {
 // The common secondary-ray step: traces along `direction` with the importance of W and returns
 // W times the radiance, read through the pointer the context returns. Tracing is unconditional;
 // materials that skip black weights test isBlack first.
-Vec3f traceWeighted(vyr::ShadingContext* context, Vec3f P, Vec3f direction, Vec3f W);
+inline Vec3f traceWeighted(vyr::ShadingContext* context, Vec3f P, Vec3f direction, Vec3f W) {
+    Vec3f scratch;
+    const Vec3f* const radiance = context->traceRay(&scratch, &P, &direction, importanceOf(W));
+    return mul(W, *radiance);
+}
 
 // --- Textures ----------------------------------------------------------------------------------
 
@@ -220,7 +258,7 @@ Vec3f applyGradient(const ShadingFrame& frame, Vec3f g, float amount);
 // N / |N| when |N| > 0, else N unchanged.
 inline Vec3f normalizeIfPositive(Vec3f v) {
     const float len = length(v);
-    return len > 0.0f ? v / len : v;
+    return len > 0.0f && len != 1.0f ? v / len : v;  // x / 1 is x: unit vectors skip the division
 }
 
 // Local frame coordinates and back.

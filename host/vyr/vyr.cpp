@@ -91,6 +91,20 @@ void TextureObject::sample(Vec4f* out, const Vec2f* uv) const {
         *out = {0.0f, 0.0f, 0.0f, 1.0f};
         return;
     }
+    // Inside the texture, away from the last row and column, nothing wraps or clamps: the four
+    // texels are read directly (the same values as the general path below, without its fmod).
+    if (fx >= 0.0f && fx < static_cast<float>(width_ - 1) && fy >= 0.0f &&
+        fy < static_cast<float>(height_ - 1)) {
+        const int ix = static_cast<int>(fx);
+        const int iy = static_cast<int>(fy);
+        const float tx = fx - static_cast<float>(ix);
+        const float ty = fy - static_cast<float>(iy);
+        const Vec4f* const row = texels_.data() + static_cast<std::size_t>(iy) * width_ + ix;
+        const Vec4f top = lerp(row[0], row[1], tx);
+        const Vec4f bottom = lerp(row[width_], row[width_ + 1], tx);
+        *out = lerp(top, bottom, ty);
+        return;
+    }
     const float x0 = std::floor(fx);
     const float y0 = std::floor(fy);
     // Reduce before converting so huge coordinates stay inside int.

@@ -66,6 +66,30 @@ TEST(Textures, OneChannelFloatFiltersBilinearlyAndWraps) {
     EXPECT_EQ(grey.w, 1.0f);
 }
 
+// Interior look-ups take a short path that reads the four texels directly; one period over in
+// u and v the general path wraps to the same texels with the same fractions (exact binary
+// coordinates: 4 x 4 texels, fx = 1.125 against 5.125, fy = 2.25 against -1.75).
+TEST(Textures, InteriorAndWrappedLookUpsAgreeBitForBit) {
+    std::vector<float> texels;
+    for (int i = 0; i < 4 * 4 * 3; ++i) {
+        texels.push_back(0.1f * static_cast<float>((i * 7) % 11) - 0.3f);
+    }
+    TextureDescriptor d;
+    d.format = 3;
+    d.width = 4;
+    d.height = 4;
+    d.data = texels.data();
+    vyr::TextureHandle handle = vyr::host::createTexture();
+    ASSERT_EQ(handle.get()->create(d), 0);
+    const Vec4f inside = sampleAt(handle, 0.40625f, 0.6875f);
+    const Vec4f wrapped = sampleAt(handle, 1.40625f, -0.3125f);
+    EXPECT_EQ(inside.x, wrapped.x);
+    EXPECT_EQ(inside.y, wrapped.y);
+    EXPECT_EQ(inside.z, wrapped.z);
+    EXPECT_EQ(inside.w, wrapped.w);
+    EXPECT_NE(inside.x, sampleAt(handle, 0.40625f, 0.75f).x);  // the rows do differ
+}
+
 TEST(Textures, ThreeChannelFloatAndOneDimensional) {
     const std::vector<float> texels = {1.0f, 2.0f, 3.0f, 5.0f, 6.0f, 7.0f};  // 2 x 1, rgb
     TextureDescriptor d;

@@ -1,0 +1,314 @@
+// Every shading slot next to its floor, in one run. A slot's floor is the work its formulas
+// cannot avoid on a typical call — its transcendental and square-root calls and its calls into
+// the host (light list, traces, random numbers, noise, texture look-ups) — run on values the
+// compiler cannot fold, with the same constant context the slot runs with. The table at the end
+// prints ns per call, the floor and their ratio. Rows name the calls they count.
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <cstdio>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "material_presets.h"
+#include "parameters.h"
+#include "scripted_context.h"
+#include "shader_library.h"
+#include "vyr/vyr.h"
+#include "vyr_host.h"
+
+namespace {
+
+const vkhost::ShaderLibrary& library() {
+    static const vkhost::ShaderLibrary lib;
+    return lib;
+}
+
+// A small RGB texture for every map, as scenes bind them.
+const vyr::TextureHandle& mapTexture() {
+    static const vyr::TextureHandle handle = [] {
+        std::vector<float> texels;
+        for (int i = 0; i < 16 * 16 * 3; ++i) {
+            texels.push_back(static_cast<float>(i % 13) / 13.0f);
+        }
+        vyr::TextureHandle h = vyr::host::createTexture();
+        vyr::TextureDescriptor d;
+        d.format = 3;
+        d.width = 16;
+        d.height = 16;
+        d.data = texels.data();
+        vyr::host::textureOf(h)->build(d);
+        return h;
+    }();
+    return handle;
+}
+
+void configure(vkhost::ScriptedContext& ctx) {
+    ctx.recording = false;
+    ctx.rayResult = ctx.straightResult = {0.5f, 0.5f, 0.5f};
+    ctx.glossyReflectionResult = ctx.glossyRefractionResult = {0.5f, 0.5f, 0.5f};
+    ctx.shadowResult = {0.7f, 0.7f, 0.7f};
+    ctx.randoms = {0.2f, 0.7f, 0.4f, 0.9f, 0.05f};
+    ctx.setLights({{{0.0f, 0.6f, 0.8f}, 1.0f, {1.0f, 1.0f, 1.0f}, nullptr}});
+}
+
+// A camera ray 37 degrees off the normal of the z = 0 plane, or a light call at 3 units.
+vyr::ShadingState materialState() {
+    vyr::ShadingState s = vkhost::makeState();
+    s.rayDir = {0.6f, 0.0f, -0.8f};
+    s.rayOrigin = {-0.6f, 0.0f, 0.8f};
+    s.tangent = {1.0f, 0.0f, 0.0f};
+    s.bitangent = {0.0f, 1.0f, 0.0f};
+    s.uv = {0.3f, 0.6f};
+    s.bsdfDir = {0.0f, 0.6f, 0.8f};
+    for (auto& r : s.lobeRequest) {
+        r = 1;
+    }
+    return s;
+}
+
+vyr::ShadingState lightState() {
+    vyr::ShadingState s = vkhost::makeState();
+    s.lightToPoint = {0.3f, 0.2f, -0.932738f};
+    s.rayDir = {0.3f, 0.2f, 0.932738f};
+    s.lightAxis = {0.0f, 0.0f, -1.0f};
+    s.lightDistance = 3.0f;
+    s.lightPosition = {0.0f, 0.0f, 3.0f};
+    s.traceDepthLimit = 8;
+    return s;
+}
+
+enum class Slot { Shade, Shadow, Evaluate, Sample };
+
+// The calls a floor makes.
+struct Floor {
+    int pow = 0, exp = 0, log = 0, sincos = 0, tan = 0, acos = 0, atan2 = 0, sqrt = 0, div = 0;
+    int lights = 0, shadows = 0, rays = 0, glossy = 0, random1 = 0, random2 = 0, noise4 = 0,
+        lookups = 0;
+};
+
+struct Row {
+    std::string label;
+    std::string shader;
+    Slot slot;
+    vkhost::ParameterList params;
+    bool light;
+    Floor floor;
+};
+
+void runSlot(benchmark::State& bench, const Row& row) {
+    const vkhost::ShaderPtr shader = library().create(row.shader);
+    const vkhost::ShaderLayout layout = vkhost::declareLayout(shader.get());
+    vkhost::ParameterBlock block(row.shader, layout, shader.get());
+    for (const auto& [key, value] : row.params) {
+        block.set(key, value);
+    }
+    block.applyTo(shader.get());
+    vkhost::ScriptedContext ctx;
+    configure(ctx);
+    const vyr::ShadingState base = row.light ? lightState() : materialState();
+    const auto* m = static_cast<const vyr::MaterialShader*>(shader.get());
+    const int kind = shader->getShaderKind();
+    const auto shade = [&](vyr::ShadingState* s) {
+        if (kind == vyr::kMaterialKind) {
+            m->shade(&ctx, s);
+        } else if (kind == vyr::kLightKind) {
+            static_cast<const vyr::LightShader*>(shader.get())->shade(&ctx, s);
+        } else {
+            static_cast<const vyr::EnvironmentShader*>(shader.get())->shade(&ctx, s);
+        }
+    };
+    // One state for every call: the slots write only outputs (the Dielectric's sample also the
+    // exit index, the same value each time), and a fresh 512-byte copy per call would cost more
+    // than some slots.
+    vyr::ShadingState s = base;
+    for (auto _ : bench) {
+        benchmark::DoNotOptimize(s);
+        switch (row.slot) {
+            case Slot::Shade: shade(&s); break;
+            case Slot::Shadow: m->shadow(&ctx, &s); break;
+            case Slot::Evaluate: m->evaluateBsdf(&ctx, &s); break;
+            case Slot::Sample: m->sampleBsdf(&ctx, &s); break;
+        }
+        benchmark::DoNotOptimize(s);
+    }
+}
+
+// The calls take their arguments from x, not from each other, so the processor may overlap
+// them as it overlaps a slot's independent steps: the floor is what the calls cost at best.
+void runFloor(benchmark::State& bench, const Floor& c) {
+    vkhost::ScriptedContext ctx;
+    configure(ctx);
+    const vyr::Texture* const map = mapTexture().get();
+    float x = 0.37f;
+    for (auto _ : bench) {
+        benchmark::DoNotOptimize(x);
+        float acc = 0.0f;
+        float k = 0.0f;  // a different argument for each call of a kind
+        for (int i = 0; i < c.pow; ++i, k += 0.01f) acc += std::pow(x + k, 2.3f);
+        for (int i = 0; i < c.exp; ++i, k += 0.01f) acc += std::exp(-x - k);
+        for (int i = 0; i < c.log; ++i, k += 0.01f) acc += std::log(x + k);
+        for (int i = 0; i < c.sincos; ++i, k += 0.01f) acc += std::sin(x + k) + std::cos(x + k);
+        for (int i = 0; i < c.tan; ++i, k += 0.01f) acc += std::tan(x + k);
+        for (int i = 0; i < c.acos; ++i, k += 0.01f) acc += std::acos(x + k);
+        for (int i = 0; i < c.atan2; ++i, k += 0.01f) acc += std::atan2(x, 1.0f + k);
+        for (int i = 0; i < c.sqrt; ++i, k += 0.01f) acc += std::sqrt(x + k);
+        for (int i = 0; i < c.div; ++i, k += 0.01f) acc += x / (1.0f + k);
+        const vyr::Vec3f P{x, x, 0.0f};
+        for (int i = 0; i < c.lights; ++i) acc += ctx.lightSamples(&P)->factor;
+        for (int i = 0; i < c.shadows; ++i) {
+            vyr::Vec3f scratch;
+            acc += ctx.traceShadow(&scratch, &P, &P)->x;
+        }
+        for (int i = 0; i < c.rays; ++i) {
+            vyr::Vec3f scratch;
+            acc += ctx.traceRay(&scratch, &P, &P, x)->x;
+        }
+        for (int i = 0; i < c.glossy; ++i) {
+            vyr::Vec3f scratch;
+            acc += ctx.traceGlossyReflection(&scratch, &P, &P, x, x)->x;
+        }
+        for (int i = 0; i < c.random1; ++i) acc += ctx.random1();
+        for (int i = 0; i < c.random2; ++i) {
+            float u[2];
+            acc += ctx.random2(u)[0];
+        }
+        for (int i = 0; i < c.noise4; ++i) {
+            const vyr::Vec4f q{x, x, 0.0f, 0.0f};
+            acc += ctx.noise4(&q);
+        }
+        for (int i = 0; i < c.lookups; ++i) {
+            vyr::Vec4f out{0.0f, 0.0f, 0.0f, 1.0f};
+            const vyr::Vec2f uv{x - 0.07f, 0.6f};  // (0.3, 0.6), where the slots look up
+            map->sample(&out, &uv);
+            acc += out.x;
+        }
+        benchmark::DoNotOptimize(acc);
+    }
+}
+
+std::vector<Row> rows() {
+    const vyr::TextureHandle& map = mapTexture();
+    const vkhost::ParameterList shadowMap = {
+        {"cast_shadows", true}, {"useShadowColMap", true}, {"shadowColMap", map}};
+    auto with = [](vkhost::ParameterList a, const vkhost::ParameterList& b) {
+        a.insert(a.end(), b.begin(), b.end());
+        return a;
+    };
+    const vkhost::ParameterList wardMapped = vkhost::wardFullyMapped(map);
+    // clang-format off
+    return {
+        // Environments and simple lights: a copy, or one shadow trace.
+        {"Background", "Background", Slot::Shade, {}, true, {}},
+        {"SimpleAmbientLight", "SimpleAmbientLight", Slot::Shade, {}, true, {}},
+        {"SimplePointLight", "SimplePointLight", Slot::Shade, {}, true, {.shadows = 1}},
+        // Sky: acos of the sun, of the view-sun angle twice; tan of chi; 12 exp and 6 pow in the
+        // three Perez ratios, 3 pow of the sun polynomials; the sun's length and sqrt(s.z).
+        {"Env_Sky", "vexa_kelo_Env_Sky", Slot::Shade, {{"haze", 1.0f}}, true,
+         {.pow = 9, .exp = 12, .tan = 1, .acos = 3, .sqrt = 2, .div = 6}},
+        // Lights with shadows and a projected or face shadow-colour map.
+        {"Lgt_Spot", "vexa_kelo_Lgt_Spot",
+         Slot::Shade, with(shadowMap, {{"hotspot", 0.99f}, {"falloff", 0.5f}}), true,
+         {.pow = 1, .div = 4, .shadows = 1, .lookups = 1}},
+        {"Lgt_PhotometricWeb", "vexa_kelo_Lgt_PhotometricWeb", Slot::Shade,
+         with(shadowMap, {{"webMap", map}}), true,
+         {.acos = 1, .atan2 = 1, .div = 4, .shadows = 1, .lookups = 2}},
+        {"Lgt_Sphere", "vexa_kelo_Lgt_Sphere", Slot::Shade, shadowMap, true,
+         {.div = 3, .shadows = 1, .lookups = 1}},
+        {"Lgt_Diffuse", "vexa_kelo_Lgt_Diffuse", Slot::Shade, shadowMap, true,
+         {.div = 3, .shadows = 1, .lookups = 1}},
+        {"Lgt_Sky", "vexa_kelo_Lgt_Sky", Slot::Shade, {{"cast_shadows", true}}, true,
+         {.shadows = 1}},
+        // Mirror: the Fresnel power and one trace; the sample divides by the cosine.
+        {"Mtl_Mirror.shade", "vexa_kelo_Mtl_Mirror", Slot::Shade, {}, false,
+         {.pow = 1, .rays = 1}},
+        {"Mtl_Mirror.sample", "vexa_kelo_Mtl_Mirror", Slot::Sample, {}, false, {.div = 1}},
+        // Dielectric at roughness 0.1: Schlick's power, the refraction root, per light the two
+        // half vectors and a G1 pair (tan and root each), two glossy traces.
+        {"Mtl_Dielectric.shade", "vexa_kelo_Mtl_Dielectric", Slot::Shade,
+         {{"u_roughValue", 0.1f}}, false,
+         {.pow = 1, .tan = 2, .sqrt = 5, .div = 6, .lights = 1, .glossy = 2}},
+        {"Mtl_Dielectric.shadow", "vexa_kelo_Mtl_Dielectric", Slot::Shadow,
+         {{"u_roughValue", 0.1f}}, false, {.pow = 1}},
+        {"Mtl_Dielectric.evaluate", "vexa_kelo_Mtl_Dielectric", Slot::Evaluate,
+         {{"u_roughValue", 0.1f}}, false, {.pow = 1, .tan = 2, .sqrt = 5, .div = 6}},
+        {"Mtl_Dielectric.sample", "vexa_kelo_Mtl_Dielectric", Slot::Sample,
+         {{"u_roughValue", 0.1f}}, false,
+         {.pow = 1, .sincos = 2, .tan = 2, .sqrt = 4, .div = 4, .random1 = 1, .random2 = 1}},
+        // Glazing: the highlight pair per light, one mirror and one straight trace.
+        {"Mtl_Glazing.shade", "vexa_kelo_Mtl_Glazing", Slot::Shade, {}, false,
+         {.tan = 2, .sqrt = 4, .div = 5, .lights = 1, .rays = 2}},
+        {"Mtl_Glazing.evaluate", "vexa_kelo_Mtl_Glazing", Slot::Evaluate, {}, false,
+         {.tan = 2, .sqrt = 4, .div = 5}},
+        {"Mtl_Glazing.sample", "vexa_kelo_Mtl_Glazing", Slot::Sample, {}, false,
+         {.div = 2, .random1 = 1}},
+        // Ward, plain: the reflectivity power, the frame's root, the lobe's exp and root, the
+        // light list and the glossy trace; sampling adds the half-vector sampler's sin, cos, log
+        // and roots.
+        {"Mtl_Ward.shade", "vexa_kelo_Mtl_Ward", Slot::Shade, vkhost::wardPlain(), false,
+         {.pow = 1, .exp = 1, .sqrt = 2, .div = 3, .lights = 1, .glossy = 1}},
+        {"Mtl_Ward.shadow", "vexa_kelo_Mtl_Ward", Slot::Shadow, vkhost::wardPlain(), false, {}},
+        {"Mtl_Ward.evaluate", "vexa_kelo_Mtl_Ward", Slot::Evaluate, vkhost::wardPlain(), false,
+         {.pow = 1, .exp = 1, .sqrt = 2, .div = 3}},
+        {"Mtl_Ward.sample", "vexa_kelo_Mtl_Ward", Slot::Sample, vkhost::wardPlain(), false,
+         {.pow = 1, .log = 1, .sincos = 1, .sqrt = 5, .div = 6, .random1 = 1, .random2 = 1}},
+        // Ward, every map on: both height maps (3 look-ups each) and the amount map, the noise
+        // bump (4 noise calls) and its normalisation, the rotation's sin and cos, 10 map groups;
+        // shade adds the refraction glossiness, the emission map and the transmission trace.
+        {"Mtl_Ward.mapped.shade", "vexa_kelo_Mtl_Ward", Slot::Shade, wardMapped, false,
+         {.pow = 1, .exp = 2, .sincos = 1, .sqrt = 6, .div = 4, .lights = 1, .glossy = 2,
+          .noise4 = 4, .lookups = 19}},
+        {"Mtl_Ward.mapped.shadow", "vexa_kelo_Mtl_Ward", Slot::Shadow, wardMapped, false,
+         {.pow = 1, .lookups = 5}},
+        {"Mtl_Ward.mapped.evaluate", "vexa_kelo_Mtl_Ward", Slot::Evaluate, wardMapped, false,
+         {.pow = 1, .exp = 1, .sincos = 1, .sqrt = 6, .div = 3, .noise4 = 4, .lookups = 17}},
+        {"Mtl_Ward.mapped.sample", "vexa_kelo_Mtl_Ward", Slot::Sample, wardMapped, false,
+         {.pow = 1, .log = 1, .sincos = 2, .sqrt = 9, .div = 6, .random1 = 1, .random2 = 1,
+          .noise4 = 4, .lookups = 17}},
+    };
+    // clang-format on
+}
+
+// Collects CPU ns per iteration (steadier than wall time on a busy machine) so the ratios can
+// be printed after the usual table.
+class RatioReporter : public benchmark::ConsoleReporter {
+public:
+    std::map<std::string, double> ns;
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs) {
+            ns[run.benchmark_name()] = run.GetAdjustedCPUTime();
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const std::vector<Row> table = rows();
+    for (const Row& row : table) {
+        if (!library().hasShader(row.shader)) {
+            continue;
+        }
+        benchmark::RegisterBenchmark(row.label.c_str(),
+                                     [&row](benchmark::State& s) { runSlot(s, row); });
+        benchmark::RegisterBenchmark(("floor/" + row.label).c_str(),
+                                     [&row](benchmark::State& s) { runFloor(s, row.floor); });
+    }
+    benchmark::Initialize(&argc, argv);
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    std::printf("\n%-28s %10s %10s %7s\n", "slot", "ns", "floor ns", "ratio");
+    for (const Row& row : table) {
+        const auto slot = reporter.ns.find(row.label);
+        const auto floor = reporter.ns.find("floor/" + row.label);
+        if (slot != reporter.ns.end() && floor != reporter.ns.end()) {
+            std::printf("%-28s %10.1f %10.1f %7.2f\n", row.label.c_str(), slot->second,
+                        floor->second, slot->second / floor->second);
+        }
+    }
+    benchmark::Shutdown();
+    return 0;
+}
