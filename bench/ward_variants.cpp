@@ -117,10 +117,9 @@ const bool kRegistered = [] {
         const std::string tag = v.substr(v.rfind('_') + 1);
         benchmark::RegisterBenchmark(("WardShade/" + tag + "/trees").c_str(),
                                      [v](benchmark::State& s) { shade(s, v, v); });
-        benchmark::RegisterBenchmark(("WardShade/" + tag + "/base").c_str(),
-                                     [v](benchmark::State& s) {
-                                         shade(s, "vexa_kelo_Mtl_Ward", v);
-                                     });
+        benchmark::RegisterBenchmark(
+            ("WardShade/" + tag + "/base").c_str(),
+            [v](benchmark::State& s) { shade(s, "vexa_kelo_Mtl_Ward", v); });
     }
     return true;
 }();

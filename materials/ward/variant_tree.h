@@ -38,6 +38,7 @@ struct Slot {
     int input = -1;
 };
 
+// clang-format off
 struct UnifiedBitmapKind {
     static constexpr std::string_view kName = "UnifiedBitmap";
     static constexpr Slot kSlots[] = {
@@ -77,6 +78,7 @@ struct TileKind {
         {"brickColor", ParamType::Vec4f, 0},   {"mortarColor", ParamType::Vec4f, 1},
     };
 };
+// clang-format on
 
 // The slot of a parameter by name, checked when compiling.
 template <class Kind>
@@ -156,9 +158,10 @@ constexpr auto place(std::size_t start) {
     constexpr std::size_t n = std::size(Node::Kind::kSlots);
     Placement<n> p;
     std::size_t cursor = start;
-    [&]<std::size_t... I>(std::index_sequence<I...>) {
+    const auto slots = [&]<std::size_t... I>(std::index_sequence<I...>) {
         ((cursor = placeSlot<Node, I>(cursor, p.at[I])), ...);
-    }(std::make_index_sequence<n>{});
+    };
+    slots(std::make_index_sequence<n>{});
     p.end = cursor;
     return p;
 }
@@ -228,9 +231,10 @@ constexpr void walk(Sink& sink, const KeyText& prefix, std::size_t start) {
     constexpr std::size_t n = std::size(Node::Kind::kSlots);
     const auto p = place<Node>(start);
     const KeyText base = prefix.plus(Node::Kind::kName).plus("_");
-    [&]<std::size_t... I>(std::index_sequence<I...>) {
+    const auto slots = [&]<std::size_t... I>(std::index_sequence<I...>) {
         (walkSlot<Node, I>(sink, base, p.at[I]), ...);
-    }(std::make_index_sequence<n>{});
+    };
+    slots(std::make_index_sequence<n>{});
 }
 
 template <class T, class Sink>
@@ -359,7 +363,9 @@ template <class Node, std::size_t Start>
 inline Vec4f evaluate(const std::byte* area, vyr::ShadingContext* context, Vec2f uv) {
     using Kind = typename Node::Kind;
     static constexpr auto p = place<Node>(Start);
-    const auto at = [&]<class F>(std::size_t slot) -> const F& { return field<F>(area, p.at[slot]); };
+    const auto at = [&]<class F>(std::size_t slot) -> const F& {
+        return field<F>(area, p.at[slot]);
+    };
     const auto f = [&](std::size_t slot) { return at.template operator()<float>(slot); };
     const auto i = [&](std::size_t slot) { return at.template operator()<std::int32_t>(slot); };
     const auto b = [&](std::size_t slot) { return at.template operator()<bool>(slot); };
@@ -476,9 +482,8 @@ namespace vexakelo {
 // "<tag>", diffuse tree, first-normal-map tree, cutout tree> {};` The Ward shading runs with the
 // trees in place of those three look-ups.
 template <class Derived, tree::FixedString Tag, class Diffuse, class Normal0, class Cutout>
-class WardVariant
-    : public WardSlots<Derived, tree::Params<tree::Layout<Diffuse, Normal0, Cutout>>,
-                       tree::TreeInputs<tree::Layout<Diffuse, Normal0, Cutout>>> {
+class WardVariant : public WardSlots<Derived, tree::Params<tree::Layout<Diffuse, Normal0, Cutout>>,
+                                     tree::TreeInputs<tree::Layout<Diffuse, Normal0, Cutout>>> {
     using L = tree::Layout<Diffuse, Normal0, Cutout>;
     static_assert(isOrderedTable<tree::Params<L>>(tree::kTable<L>));
 

@@ -51,8 +51,8 @@ TEST(UnifiedBitmap, TransformAddsThirdAndFourthColumnAndAmountScalesOnlyRgb) {
     const auto texture = vyr::TextureHandle::fromObject(&echo, 1);
     // Column order: m0 m1 | m4 m5 | m8 m9 | m12 m13.
     const vyr::Mat4f xf{{2, 3, 9, 9, 0.5f, 4, 9, 9, 0.25f, 0.125f, 9, 9, 1, 2, 9, 9}};
-    const Vec4f c = vexakelo::nodes::unifiedBitmap(UnifiedBitmapValues{xf, texture, 2.0f, false},
-                                                   {1.0f, 2.0f});
+    const Vec4f c =
+        vexakelo::nodes::unifiedBitmap(UnifiedBitmapValues{xf, texture, 2.0f, false}, {1.0f, 2.0f});
     // u' = 2 + 1 + 0.25 + 1 = 4.25, v' = 3 + 8 + 0.125 + 2 = 13.125; rgb doubled, alpha kept.
     expectColor(c, {8.5f, 26.25f, 0.5f, 0.5f});
 }
@@ -81,6 +81,7 @@ TEST(Noise, ThresholdsBelowAboveAndEqual) {
         float raw, low, high, expected;
     };
     // Regular noise maps raw n to v = n exactly for these values.
+    // clang-format off
     const Row rows[] = {
         {0.25f, 0.5f, 0.5f, 0.0f},   // below equal thresholds
         {0.75f, 0.5f, 0.5f, 1.0f},   // above
@@ -90,6 +91,7 @@ TEST(Noise, ThresholdsBelowAboveAndEqual) {
         {0.25f, 0.3f, 0.9f, 0.0f},
         {0.95f, 0.3f, 0.9f, 1.0f},
     };
+    // clang-format on
     for (const Row& r : rows) {
         ScriptedContext ctx;
         ctx.noise4Result = r.raw;
@@ -108,11 +110,13 @@ TEST(Noise, FractionalLevelsAddAWholeOctave) {
     };
     // Raw noise 0.75 gives octave terms (0.75 * 2 - 1) / f = 0.5, 0.25, 0.125; fractal maps the
     // sum s to (s + 1) / 2, turbulence keeps |terms| summed. Raw 0.25 gives the negatives.
+    // clang-format off
     const Row rows[] = {
         {1, 0.0f, 0, 0.5f},     {1, 0.5f, 1, 0.75f},   {1, 1.0f, 1, 0.75f},
         {1, 2.5f, 3, 0.9375f},  {2, 0.0f, 0, 0.0f},    {2, 0.5f, 1, 0.5f},
         {2, 1.0f, 1, 0.5f},     {2, 2.5f, 3, 0.875f},
     };
+    // clang-format on
     for (const float raw : {0.75f, 0.25f}) {
         for (const Row& r : rows) {
             ScriptedContext ctx;
@@ -177,8 +181,10 @@ TEST(Noise, BlendsTheTwoColoursOnAllChannels) {
 
 // One brick per unit, no shift, mortar 0.1 of the cell (0.05 each side), repeat off, no edits.
 TileValues plainTile() {
+    // clang-format off
     TileValues t{kIdentity, 1.0f, 1.0f, 0.0f, 0.0f, 0.1f, 0.1f, 0.0f, 7, 0.0f, 0.0f,
                  1.0f,      1,    false, false, 1.0f, 1,   0,    0.9f, 0.9f, false, false};
+    // clang-format on
     return t;
 }
 

@@ -64,16 +64,21 @@ struct TreeExpander {
             add(p, {{"type", I}});
             input(p + "color1");
             input(p + "color2");
-            add(p, {{"size", F}, {"thresholdLow", F}, {"thresholdHigh", F}, {"levels", F},
+            add(p, {{"size", F},
+                    {"thresholdLow", F},
+                    {"thresholdHigh", F},
+                    {"levels", F},
                     {"phase", F}});
         } else {
             ASSERT_EQ(kind, "Tile");
+            // clang-format off
             add(p, {{"verticalCount", F}, {"horizontalCount", F}, {"colorVariance", F},
                     {"fadeVariance", F}, {"horizontalGap", F}, {"verticalGap", F},
                     {"edgeRoughness", F}, {"randomSeed", I}, {"lineShift", F},
                     {"randomShift", F}, {"changeRow", F}, {"perRow", I}, {"useColumnEdit", B},
                     {"useRowEdit", B}, {"changeColumn", F}, {"perColumn", I}, {"holes", I},
                     {"brickHeight", F}, {"brickWidth", F}, {"repeatX", B}, {"repeatY", B}});
+            // clang-format on
             input(p + "brickColor");
             input(p + "mortarColor");
         }
@@ -82,9 +87,9 @@ struct TreeExpander {
 
 std::vector<Expected> expand(const char* diffuse, const char* normal0, const char* cutout) {
     std::vector<Expected> out;
-    const std::pair<const char*, const char*> roots[] = {
-        {"_ward_diffuse_color_", diffuse}, {"_ward_normal0_map_", normal0},
-        {"_ward_cutout_map_", cutout}};
+    const std::pair<const char*, const char*> roots[] = {{"_ward_diffuse_color_", diffuse},
+                                                         {"_ward_normal0_map_", normal0},
+                                                         {"_ward_cutout_map_", cutout}};
     for (const auto& [prefix, tree] : roots) {
         if (*tree != '\0') {
             const std::string text = tree;
@@ -353,17 +358,19 @@ Values pickColor1(const std::string& noise) {
 }
 
 TEST(WardVariants, DiffuseTreeStandsForTheMapLookUpUnderTheBasesAmount) {
-    const Values common = {{"u_brdf90Reflectivity", 0.5f}, {"u_diffuseMapEnable", true},
-                           {"u_diffuseAmount", 0.5f}, {"u_diffuseTransform", kSkew}};
+    const Values common = {{"u_brdf90Reflectivity", 0.5f},
+                           {"u_diffuseMapEnable", true},
+                           {"u_diffuseAmount", 0.5f},
+                           {"u_diffuseTransform", kSkew}};
     const vyr::Vec2f uv{0.5f, 0.25f};
     // Constant colours: color1 (0.2, 0.4, 0.6) halved by the base's amount.
-    const Material constant = make(
-        "vexa_kelo_Mtl_Ward_120b7820",
-        common + pickColor1("_ward_diffuse_color_Noise_") +
-            Values{{"_ward_diffuse_color_Noise_color1", vyr::Vec4f{0.2f, 0.4f, 0.6f, 1.0f}},
-                   {"_ward_diffuse_color_Noise_color2", vyr::Vec4f{9.0f, 9.0f, 9.0f, 9.0f}}});
-    const Material plain = make(kWard, {{"u_brdf90Reflectivity", 0.5f},
-                                        {"u_diffuseColor", Vec3f{0.1f, 0.2f, 0.3f}}});
+    const Material constant =
+        make("vexa_kelo_Mtl_Ward_120b7820",
+             common + pickColor1("_ward_diffuse_color_Noise_") +
+                 Values{{"_ward_diffuse_color_Noise_color1", vyr::Vec4f{0.2f, 0.4f, 0.6f, 1.0f}},
+                        {"_ward_diffuse_color_Noise_color2", vyr::Vec4f{9.0f, 9.0f, 9.0f, 9.0f}}});
+    const Material plain =
+        make(kWard, {{"u_brdf90Reflectivity", 0.5f}, {"u_diffuseColor", Vec3f{0.1f, 0.2f, 0.3f}}});
     expectSameVec(bsdfWeightAt(constant, uv), bsdfWeightAt(plain, uv));
 
     // A bitmap at the raw uv, not through u_diffuseTransform: (u, v, 0.25) halved.
@@ -371,12 +378,12 @@ TEST(WardVariants, DiffuseTreeStandsForTheMapLookUpUnderTheBasesAmount) {
     const auto texture = vyr::TextureHandle::fromObject(&echo, 1);
     const std::string ub = "_ward_diffuse_color_Noise_color1_UnifiedBitmap_";
     const Material bitmap =
-        make("vexa_kelo_Mtl_Ward_ccb3a2e6",
-             common + pickColor1("_ward_diffuse_color_Noise_") +
-                 Values{{ub + "xform", vktest::kIdentity4}, {ub + "texture", texture},
-                        {ub + "amount", 1.0f}});
-    const Material echoed = make(kWard, {{"u_brdf90Reflectivity", 0.5f},
-                                         {"u_diffuseColor", Vec3f{0.25f, 0.125f, 0.125f}}});
+        make("vexa_kelo_Mtl_Ward_ccb3a2e6", common + pickColor1("_ward_diffuse_color_Noise_") +
+                                                Values{{ub + "xform", vktest::kIdentity4},
+                                                       {ub + "texture", texture},
+                                                       {ub + "amount", 1.0f}});
+    const Material echoed = make(
+        kWard, {{"u_brdf90Reflectivity", 0.5f}, {"u_diffuseColor", Vec3f{0.25f, 0.125f, 0.125f}}});
     expectSameVec(bsdfWeightAt(bitmap, uv), bsdfWeightAt(echoed, uv));
 }
 
@@ -390,13 +397,12 @@ TEST(WardVariants, NormalTreeStandsForTheHeightMapUnderTheBasesAmount) {
                            {"u_cosineUsesBump", true}};
     const std::string ub = "_ward_normal0_map_UnifiedBitmap_";
     const Material variant =
-        make("vexa_kelo_Mtl_Ward_5592d496",
-             common + Values{{"u_normal0Transform", kSkew},
-                             {ub + "xform", vktest::kIdentity4},
-                             {ub + "texture", texture},
-                             {ub + "amount", 1.0f}});
-    const Material mapped = make(kWard, common + Values{{"u_normal0Map", texture},
-                                                        {"u_normal0Transform", kIdentity}});
+        make("vexa_kelo_Mtl_Ward_5592d496", common + Values{{"u_normal0Transform", kSkew},
+                                                            {ub + "xform", vktest::kIdentity4},
+                                                            {ub + "texture", texture},
+                                                            {ub + "amount", 1.0f}});
+    const Material mapped =
+        make(kWard, common + Values{{"u_normal0Map", texture}, {"u_normal0Transform", kIdentity}});
     const Material flat = make(kWard, common);
     expectSameTrace(trace(variant), trace(mapped));
     // The bump is real: the unmapped surface shades differently.
@@ -408,10 +414,12 @@ TEST(WardVariants, CutoutTreeStandsForTheMapLookUpUnderTheBasesAmount) {
     const std::string ub = "_ward_cutout_map_UnifiedBitmap_";
     for (const float amount : {1.0f, 0.5f}) {
         const Material variant =
-            make("vexa_kelo_Mtl_Ward_82261344",
-                 {{"u_cutoutMapEnable", true}, {"u_cutoutAmount", 0.5f},
-                  {"u_cutoutTransform", kSkew}, {ub + "xform", vktest::kIdentity4},
-                  {ub + "texture", grey}, {ub + "amount", amount}});
+            make("vexa_kelo_Mtl_Ward_82261344", {{"u_cutoutMapEnable", true},
+                                                 {"u_cutoutAmount", 0.5f},
+                                                 {"u_cutoutTransform", kSkew},
+                                                 {ub + "xform", vktest::kIdentity4},
+                                                 {ub + "texture", grey},
+                                                 {ub + "amount", amount}});
         vkhost::ScriptedContext ctx;
         vyr::ShadingState s = stateWithRay({0.0f, 0.0f, -1.0f});
         variant->shadow(&ctx, &s);
@@ -424,8 +432,10 @@ TEST(WardVariants, CutoutTreeStandsForTheMapLookUpUnderTheBasesAmount) {
 TEST(WardVariants, ChildrenFirstColor1BeforeColor2) {
     // Sizes 1, 2 and 4 tell the three Noise nodes apart by the point each hands the host.
     const std::string root = "_ward_diffuse_color_Noise_";
-    Values v = {{"u_brdf90Reflectivity", 0.5f}, {"u_diffuseMapEnable", true},
-                {root + "xform", vktest::kIdentity4}, {root + "size", 4.0f},
+    Values v = {{"u_brdf90Reflectivity", 0.5f},
+                {"u_diffuseMapEnable", true},
+                {root + "xform", vktest::kIdentity4},
+                {root + "size", 4.0f},
                 {root + "color1_Noise_xform", vktest::kIdentity4},
                 {root + "color1_Noise_size", 1.0f},
                 {root + "color2_Noise_xform", vktest::kIdentity4},

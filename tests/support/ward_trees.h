@@ -19,6 +19,7 @@ inline const vyr::Mat4f kIdentity4{{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0,
 inline vkhost::ParamValue nodeValue(const std::string& key, const vyr::TextureHandle& map) {
     const std::string n = key.substr(key.rfind('_') + 1);
     using V = vyr::Vec4f;
+    // clang-format off
     if (n == "xform") return kIdentity4;
     if (n == "texture") return map;
     if (n == "amount") return 0.8f;
@@ -45,6 +46,7 @@ inline vkhost::ParamValue nodeValue(const std::string& key, const vyr::TextureHa
     if (n == "changeColumn") return 0.8f;
     if (n == "holes") return std::int32_t{10};
     if (n == "brickHeight" || n == "brickWidth") return 1.0f;
+    // clang-format on
     return 0.0f;
 }
 
