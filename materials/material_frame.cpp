@@ -22,9 +22,7 @@ bool perpendicularUnit(Vec3f v, Vec3f n, Vec3f& out) {
     if (!(pp > 1e-12f * vv) || !std::isfinite(pp)) {
         return false;
     }
-    // A unit vector, the usual case, skips the divisions (x / 1 is x).
-    const float r = std::sqrt(pp);
-    out = r == 1.0f ? p : p / r;
+    out = p / std::sqrt(pp);
     return true;
 }
 
@@ -38,8 +36,7 @@ ShadingFrame orthonormalFrame(ShadingFrame frame, int mode) {
         return frame;
     }
     const float len = length(frame.N);
-    const Vec3f n = len > 0.0f && std::isfinite(len) ? (len == 1.0f ? frame.N : frame.N / len)
-                                                     : Vec3f{0.0f, 0.0f, 1.0f};
+    const Vec3f n = len > 0.0f && std::isfinite(len) ? frame.N / len : Vec3f{0.0f, 0.0f, 1.0f};
     Vec3f T;
     if (!perpendicularUnit(frame.T, n, T) && !perpendicularUnit(cross(frame.B, n), n, T)) {
         const Vec3f axis =

@@ -258,7 +258,7 @@ Vec3f applyGradient(const ShadingFrame& frame, Vec3f g, float amount);
 // N / |N| when |N| > 0, else N unchanged.
 inline Vec3f normalizeIfPositive(Vec3f v) {
     const float len = length(v);
-    return len > 0.0f && len != 1.0f ? v / len : v;  // x / 1 is x: unit vectors skip the division
+    return len > 0.0f ? v / len : v;
 }
 
 // Local frame coordinates and back.
