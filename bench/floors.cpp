@@ -225,47 +225,52 @@ std::vector<Row> rows() {
         {"Mtl_Mirror.shade", "vexa_kelo_Mtl_Mirror", Slot::Shade, {}, false,
          {.pow = 1, .rays = 1}},
         {"Mtl_Mirror.sample", "vexa_kelo_Mtl_Mirror", Slot::Sample, {}, false, {.div = 1}},
-        // Dielectric at roughness 0.1: Schlick's power, the refraction root, per light the two
-        // half vectors and a G1 pair (tan and root each), two glossy traces.
+        // Dielectric at roughness 0.1: the frame's two normalisations (2 roots, 6 divisions),
+        // Schlick's power, the refraction root, per light the two half vectors (a root and 3
+        // divisions each), a G1 pair (tan, root, division each) and D, two glossy traces. The
+        // evaluation adds the transmitted G1 pair; the sample draws the microfacet normal (an
+        // arctangent, sin and cos of two angles) and weighs it with a G1 pair.
         {"Mtl_Dielectric.shade", "vexa_kelo_Mtl_Dielectric", Slot::Shade,
          {{"u_roughValue", 0.1f}}, false,
-         {.pow = 1, .tan = 2, .sqrt = 5, .div = 6, .lights = 1, .glossy = 2}},
+         {.pow = 1, .tan = 2, .sqrt = 7, .div = 18, .lights = 1, .glossy = 2}},
         {"Mtl_Dielectric.shadow", "vexa_kelo_Mtl_Dielectric", Slot::Shadow,
          {{"u_roughValue", 0.1f}}, false, {.pow = 1}},
         {"Mtl_Dielectric.evaluate", "vexa_kelo_Mtl_Dielectric", Slot::Evaluate,
-         {{"u_roughValue", 0.1f}}, false, {.pow = 1, .tan = 2, .sqrt = 5, .div = 6}},
+         {{"u_roughValue", 0.1f}}, false, {.pow = 1, .tan = 4, .sqrt = 8, .div = 22}},
         {"Mtl_Dielectric.sample", "vexa_kelo_Mtl_Dielectric", Slot::Sample,
          {{"u_roughValue", 0.1f}}, false,
-         {.pow = 1, .sincos = 2, .tan = 2, .sqrt = 4, .div = 4, .random1 = 1, .random2 = 1}},
-        // Glazing: the highlight pair per light, one mirror and one straight trace.
+         {.pow = 1, .sincos = 2, .tan = 3, .sqrt = 6, .div = 12, .random1 = 1, .random2 = 1}},
+        // Glazing: no frame in shade; per light the two half vectors, a G1 pair and D, one mirror
+        // and one straight trace. The evaluation builds the full frame first.
         {"Mtl_Glazing.shade", "vexa_kelo_Mtl_Glazing", Slot::Shade, {}, false,
-         {.tan = 2, .sqrt = 4, .div = 5, .lights = 1, .rays = 2}},
+         {.tan = 2, .sqrt = 4, .div = 12, .lights = 1, .rays = 2}},
         {"Mtl_Glazing.evaluate", "vexa_kelo_Mtl_Glazing", Slot::Evaluate, {}, false,
-         {.tan = 2, .sqrt = 4, .div = 5}},
+         {.tan = 2, .sqrt = 7, .div = 21}},
         {"Mtl_Glazing.sample", "vexa_kelo_Mtl_Glazing", Slot::Sample, {}, false,
          {.div = 2, .random1 = 1}},
-        // Ward, plain: the reflectivity power, the frame's root, the lobe's exp and root, the
-        // light list and the glossy trace; sampling adds the half-vector sampler's sin, cos, log
-        // and roots.
+        // Ward, plain: the frame's two normalisations (2 roots, 6 divisions), the reflectivity
+        // power, per light the lobe's exp, root and 4 divisions, the light list and the glossy
+        // trace; sampling adds the half-vector sampler's sin, cos, log, roots and divisions.
         {"Mtl_Ward.shade", "vexa_kelo_Mtl_Ward", Slot::Shade, vkhost::wardPlain(), false,
-         {.pow = 1, .exp = 1, .sqrt = 2, .div = 3, .lights = 1, .glossy = 1}},
+         {.pow = 1, .exp = 1, .sqrt = 3, .div = 10, .lights = 1, .glossy = 1}},
         {"Mtl_Ward.shadow", "vexa_kelo_Mtl_Ward", Slot::Shadow, vkhost::wardPlain(), false, {}},
         {"Mtl_Ward.evaluate", "vexa_kelo_Mtl_Ward", Slot::Evaluate, vkhost::wardPlain(), false,
-         {.pow = 1, .exp = 1, .sqrt = 2, .div = 3}},
+         {.pow = 1, .exp = 1, .sqrt = 3, .div = 10}},
         {"Mtl_Ward.sample", "vexa_kelo_Mtl_Ward", Slot::Sample, vkhost::wardPlain(), false,
-         {.pow = 1, .log = 1, .sincos = 1, .sqrt = 5, .div = 6, .random1 = 1, .random2 = 1}},
+         {.pow = 1, .log = 1, .sincos = 1, .sqrt = 6, .div = 14, .random1 = 1, .random2 = 1}},
         // Ward, every map on: both height maps (3 look-ups each) and the amount map, the noise
-        // bump (4 noise calls) and its normalisation, the rotation's sin and cos, 10 map groups;
-        // shade adds the refraction glossiness, the emission map and the transmission trace.
+        // bump (4 noise calls), each followed by a renormalisation of the frame (2 roots and 6
+        // divisions), the rotation's sin and cos, 10 map groups; shade adds the refraction
+        // glossiness, the emission map, the refraction's root and the transmission trace.
         {"Mtl_Ward.mapped.shade", "vexa_kelo_Mtl_Ward", Slot::Shade, wardMapped, false,
-         {.pow = 1, .exp = 2, .sincos = 1, .sqrt = 6, .div = 4, .lights = 1, .glossy = 2,
+         {.pow = 1, .exp = 2, .sincos = 1, .sqrt = 10, .div = 28, .lights = 1, .glossy = 2,
           .noise4 = 4, .lookups = 19}},
         {"Mtl_Ward.mapped.shadow", "vexa_kelo_Mtl_Ward", Slot::Shadow, wardMapped, false,
          {.pow = 1, .lookups = 5}},
         {"Mtl_Ward.mapped.evaluate", "vexa_kelo_Mtl_Ward", Slot::Evaluate, wardMapped, false,
-         {.pow = 1, .exp = 1, .sincos = 1, .sqrt = 6, .div = 3, .noise4 = 4, .lookups = 17}},
+         {.pow = 1, .exp = 1, .sincos = 1, .sqrt = 10, .div = 28, .noise4 = 4, .lookups = 17}},
         {"Mtl_Ward.mapped.sample", "vexa_kelo_Mtl_Ward", Slot::Sample, wardMapped, false,
-         {.pow = 1, .log = 1, .sincos = 2, .sqrt = 9, .div = 6, .random1 = 1, .random2 = 1,
+         {.pow = 1, .log = 1, .sincos = 2, .sqrt = 13, .div = 32, .random1 = 1, .random2 = 1,
           .noise4 = 4, .lookups = 17}},
     };
     // clang-format on
