@@ -27,7 +27,16 @@ struct RenderArgs {
     bool gallery = false;
     int tile = 256;
     bool quiet = false;
+    std::string sampler = "sobol";
+    bool noAdaptive = false;
+    double seconds = 0.0;
+    double errorTarget = 0.0;
+    std::vector<std::string> only;
 };
+
+vkrender::Sampler samplerOf(const std::string& name) {
+    return name == "uniform" ? vkrender::Sampler::Uniform : vkrender::Sampler::LowDiscrepancy;
+}
 
 // "WxH" into width and height.
 void parseSize(const std::string& text, int& width, int& height) {
@@ -88,6 +97,9 @@ void runGallery(const RenderArgs& args) {
     options.threads = args.threads;
     options.seed = args.seed >= 0 ? static_cast<std::uint64_t>(args.seed) : 1;
     options.progress = !args.quiet;
+    options.sampler = samplerOf(args.sampler);
+    options.adaptive = !args.noAdaptive;
+    options.only = args.only;
     std::vector<vkrender::GalleryTile> tiles;
     const vkimage::Image image = vkrender::renderGallery(library, options, &tiles, std::cerr);
     write(output, image, 1.0f);
@@ -127,6 +139,10 @@ void runRender(const RenderArgs& args) {
         options.seed = args.seed >= 0 ? static_cast<std::uint64_t>(args.seed) : scene.settings.seed;
         options.maxDepth = scene.settings.maxDepth;
         options.progress = !args.quiet;
+        options.sampler = samplerOf(args.sampler);
+        options.adaptive = !args.noAdaptive;
+        options.seconds = args.seconds;
+        options.errorTarget = args.errorTarget;
         const vkrender::Renderer renderer(scene);
         vkrender::RenderStats stats;
         const vkimage::Image image = renderer.render(options, &stats);
@@ -134,9 +150,15 @@ void runRender(const RenderArgs& args) {
         if (!args.exr.empty())
             write(args.exr, image, scene.settings.exposure);
         if (!args.quiet) {
-            std::fprintf(stderr, "%s: %dx%d, %d spp, %.2fs, %.2f Mrays/s\n", args.output.c_str(),
-                         options.width, options.height, options.spp, stats.seconds,
-                         stats.seconds > 0.0 ? stats.rays / stats.seconds * 1e-6 : 0.0);
+            const double perPixel = static_cast<double>(stats.samples) /
+                                    (static_cast<double>(options.width) * options.height);
+            std::fprintf(stderr,
+                         "%s: %dx%d, %.1f spp, %.2fs, %.2f Mrays/s, estimated relative error "
+                         "%.4f\n",
+                         args.output.c_str(), options.width, options.height, perPixel,
+                         stats.seconds,
+                         stats.seconds > 0.0 ? stats.rays / stats.seconds * 1e-6 : 0.0,
+                         stats.estimatedError);
         }
     } catch (const vkrender::SceneError& e) {
         throw vexakelo::cli::Failure(e.what());
@@ -150,6 +172,13 @@ void addCommon(CLI::App* command, RenderArgs& args) {
         ->check(CLI::Range(0, 1024));
     command->add_option("--seed", args.seed, "random seed")->check(CLI::NonNegativeNumber);
     command->add_flag("-q,--quiet", args.quiet, "no progress bar");
+    command
+        ->add_option("--sampler", args.sampler,
+                     "sobol (scrambled Sobol', lights by solid angle, MIS) or uniform (the "
+                     "earlier sampler, for comparison)")
+        ->check(CLI::IsMember({"sobol", "uniform"}));
+    command->add_flag("--no-adaptive", args.noAdaptive,
+                      "the same samples in every pixel (no second pass where the noise is)");
 }
 
 void setupRender(CLI::App& app) {
@@ -160,6 +189,14 @@ void setupRender(CLI::App& app) {
     render->add_option("-o,--output", renderArgs.output,
                        "output image (.png tone-mapped, .exr linear)");
     render->add_option("--size", renderArgs.size, "image size WIDTHxHEIGHT (default: the scene's)");
+    render
+        ->add_option("--time", renderArgs.seconds,
+                     "add rounds of --spp samples where the noise is until this many seconds")
+        ->check(CLI::PositiveNumber);
+    render
+        ->add_option("--error", renderArgs.errorTarget,
+                     "add rounds until the estimated relative error is at most this")
+        ->check(CLI::PositiveNumber);
     render->add_flag("--gallery", renderArgs.gallery,
                      "render the gallery of every exported shader");
     render->add_option("--tile", renderArgs.tile, "gallery tile size in pixels")
@@ -174,6 +211,7 @@ void setupRender(CLI::App& app) {
                         "output image (default out/gallery.png)");
     gallery->add_option("--tile", galleryArgs.tile, "tile size in pixels")
         ->check(CLI::Range(32, 2048));
+    gallery->add_option("--only", galleryArgs.only, "just these shaders' tiles")->delimiter(',');
     addCommon(gallery, galleryArgs);
     gallery->callback([] { runGallery(galleryArgs); });
 }

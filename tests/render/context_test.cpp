@@ -226,52 +226,87 @@ TEST_F(ContextTest, LightSamplesHoldEveryDirectionalLightInOrderWithTheShadowApp
 }
 
 TEST_F(ContextTest, AreaLightSamplesLieOnTheEmitterAndCarryItsMeasure) {
+    // Each sample's factor is one over the density of its point in the measure the light's
+    // colour is given per, so that factor x (1 / d^2, times the emitter's cosine for a
+    // rectangle) is the solid angle a sample stands for: the whole solid angle of the light when
+    // it is sampled uniformly by solid angle. The uniform sampler keeps the earlier measures.
+    const float pi = 3.14159265f;
+    const vyr::Vec3f p{0.5f, -0.5f, 0.0f};
+    // Sphere of radius 0.5 round (0, 0, 4): sin^2 of the cone's half angle is 0.25 / 16.5.
+    const float sphereSolidAngle = 2.0f * pi * (1.0f - std::sqrt(1.0f - 0.25f / 16.5f));
+    // The 2 x 3 rectangle at height 4 seen from p, as four rectangles with a corner above p's
+    // foot, each arcsin(a b / sqrt((a^2 + h^2) (b^2 + h^2))).
+    float rectangleSolidAngle = 0.0f;
+    for (const float a : {1.5f, 0.5f}) {
+        for (const float b : {1.0f, 2.0f}) {
+            rectangleSolidAngle += std::asin(a * b / std::sqrt((a * a + 16.0f) * (b * b + 16.0f)));
+        }
+    }
     struct Row {
         vkrender::LightShape shape;
-        float factor;  // the measure the sample stands for
+        vkrender::Sampler sampler;
+        float measure;  // what factor (times the cosine over d^2 where it applies) must be
     };
-    const float pi = 3.14159265f;
-    // Sphere of radius 0.5: projected disk pi/4. Rectangle 2 x 3: area 6. Dome: 2 pi.
-    const Row rows[] = {{vkrender::LightShape::Sphere, pi * 0.25f},
-                        {vkrender::LightShape::Rectangle, 6.0f},
-                        {vkrender::LightShape::Dome, 2.0f * pi}};
+    const Row rows[] = {
+        {vkrender::LightShape::Sphere, vkrender::Sampler::LowDiscrepancy, sphereSolidAngle},
+        {vkrender::LightShape::Rectangle, vkrender::Sampler::LowDiscrepancy, rectangleSolidAngle},
+        // No surface normal known here: the dome is sampled by the cosine round the zenith, so
+        // factor x cos(zenith) = pi, shared by the two samples a dome gets at the first hit.
+        {vkrender::LightShape::Dome, vkrender::Sampler::LowDiscrepancy, 0.5f * pi},
+        // Uniform: projected disk pi r^2, the area 6, the hemisphere 2 pi.
+        {vkrender::LightShape::Sphere, vkrender::Sampler::Uniform, pi * 0.25f},
+        {vkrender::LightShape::Rectangle, vkrender::Sampler::Uniform, 6.0f},
+        {vkrender::LightShape::Dome, vkrender::Sampler::Uniform, 2.0f * pi}};
     for (const Row& row : rows) {
+        SCOPED_TRACE(static_cast<int>(row.shape) * 10 + static_cast<int>(row.sampler));
         scene.lights.clear();
         vkrender::Light l;
         l.shader = instance("PositionLight", new PositionLight);
         l.shape = row.shape;
         l.position = {0.0f, 0.0f, 4.0f};
+        l.axis = {0.0f, 0.0f, -1.0f};
         l.radius = 0.5f;
         l.edgeU = {2.0f, 0.0f, 0.0f};
         l.edgeV = {0.0f, 3.0f, 0.0f};
         l.domeRadius = 100.0f;
         scene.lights.push_back(l);
         const vkrender::Renderer renderer(scene);
-        auto context = renderer.makeContext(4);
+        auto context = renderer.makeContext(4, row.sampler);
         context->beginPixel(11, 0);
-        const vyr::Vec3f p{0.5f, -0.5f, 0.0f};
-        for (int i = 0; i < 50; ++i) {
-            const vyr::LightSample* s = context->lightSamples(&p);
-            ASSERT_NE(s, nullptr);
-            EXPECT_FLOAT_EQ(s->factor, row.factor);
-            const Vec3f q = s->color;  // the point on the emitter
-            const Vec3f toLight = vkrender::normalize(q - p);
-            EXPECT_NEAR(vkrender::dot(toLight, s->direction), 1.0f, 1e-5f);
-            switch (row.shape) {
-                case vkrender::LightShape::Sphere:
-                    EXPECT_NEAR(vkrender::length(q - l.position), 0.5f, 1e-5f);
-                    // On the half facing the point.
-                    EXPECT_GE(vkrender::dot(q - l.position, p - l.position), 0.0f);
-                    break;
-                case vkrender::LightShape::Rectangle:
-                    EXPECT_FLOAT_EQ(q.z, 4.0f);
-                    EXPECT_LE(std::fabs(q.x), 1.0f);
-                    EXPECT_LE(std::fabs(q.y), 1.5f);
-                    break;
-                default:
-                    EXPECT_NEAR(vkrender::length(q - p), 100.0f, 1e-3f);
-                    EXPECT_GE(s->direction.z, 0.0f);
-                    break;
+        const bool uniform = row.sampler == vkrender::Sampler::Uniform;
+        for (std::uint32_t i = 0; i < 64; ++i) {
+            context->beginSample(i);
+            const vyr::LightSample* first = context->lightSamples(&p);
+            ASSERT_NE(first, nullptr);
+            const bool twoDomeSamples = row.shape == vkrender::LightShape::Dome && !uniform;
+            ASSERT_EQ(first->next != nullptr, twoDomeSamples);
+            for (const vyr::LightSample* s = first; s != nullptr; s = s->next) {
+                const Vec3f q = s->color;  // the point on the emitter
+                const Vec3f toLight = q - p;
+                const float d2 = vkrender::dot(toLight, toLight);
+                EXPECT_NEAR(vkrender::dot(vkrender::normalize(toLight), s->direction), 1.0f, 1e-5f);
+                switch (row.shape) {
+                    case vkrender::LightShape::Sphere:
+                        EXPECT_NEAR(vkrender::length(q - l.position), 0.5f, 1e-4f);
+                        // On the half facing the point.
+                        EXPECT_GE(vkrender::dot(q - l.position, p - l.position), 0.0f);
+                        EXPECT_NEAR(uniform ? s->factor : s->factor / d2, row.measure,
+                                    2e-4f * row.measure);
+                        break;
+                    case vkrender::LightShape::Rectangle:
+                        EXPECT_NEAR(q.z, 4.0f, 1e-5f);
+                        EXPECT_LE(std::fabs(q.x), 1.0f + 1e-5f);
+                        EXPECT_LE(std::fabs(q.y), 1.5f + 1e-5f);
+                        EXPECT_NEAR(uniform ? s->factor : s->factor * (4.0f / std::sqrt(d2)) / d2,
+                                    row.measure, 2e-4f * row.measure);
+                        break;
+                    default:
+                        EXPECT_NEAR(std::sqrt(d2), 100.0f, 1e-3f);
+                        EXPECT_GE(s->direction.z, 0.0f);
+                        EXPECT_NEAR(uniform ? s->factor : s->factor * s->direction.z, row.measure,
+                                    1e-4f * row.measure);
+                        break;
+                }
             }
         }
     }

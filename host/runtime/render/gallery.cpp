@@ -258,8 +258,19 @@ std::string galleryScene(const vkhost::ShaderLibrary& library, const std::string
 
 // --- Labels -----------------------------------------------------------------------------------
 
+GalleryGrid galleryGrid(int count) {
+    GalleryGrid grid;
+    grid.columns = std::max(1, static_cast<int>(std::ceil(std::sqrt(static_cast<double>(count)))));
+    grid.rows = std::max(1, (count + grid.columns - 1) / grid.columns);
+    return grid;
+}
+
+int labelBand(int tileHeight) {
+    return std::clamp(tileHeight / 11, 12, 28);
+}
+
 void drawLabel(vkimage::Image& image, int x, int y, int w, int h, const std::string& text) {
-    const int band = std::clamp(h / 11, 12, 28);
+    const int band = labelBand(h);
     cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, w, band);
     cairo_t* cr = cairo_create(surface);
     cairo_set_source_rgba(cr, 0.0, 0.0, 0.0, 0.6);
@@ -313,11 +324,17 @@ void drawLabel(vkimage::Image& image, int x, int y, int w, int h, const std::str
 
 vkimage::Image renderGallery(const vkhost::ShaderLibrary& library, const GalleryOptions& options,
                              std::vector<GalleryTile>* tilesOut, std::ostream& warnings) {
-    const std::vector<std::string>& names = library.shaderNames();
+    std::vector<std::string> names;
+    for (const std::string& name : library.shaderNames()) {
+        if (options.only.empty() ||
+            std::find(options.only.begin(), options.only.end(), name) != options.only.end()) {
+            names.push_back(name);
+        }
+    }
     const int count = static_cast<int>(names.size());
-    const int columns =
-        std::max(1, static_cast<int>(std::ceil(std::sqrt(static_cast<double>(count)))));
-    const int rows = std::max(1, (count + columns - 1) / columns);
+    const GalleryGrid grid = galleryGrid(count);
+    const int columns = grid.columns;
+    const int rows = grid.rows;
     const int size = options.tileSize;
     vkimage::Image gallery(columns * size, rows * size, {0.02f, 0.02f, 0.02f, 1.0f});
     const std::string scenesDir =
@@ -347,6 +364,8 @@ vkimage::Image renderGallery(const vkhost::ShaderLibrary& library, const Gallery
             render.threads = options.threads;
             render.seed = options.seed;
             render.maxDepth = scene.settings.maxDepth;
+            render.sampler = options.sampler;
+            render.adaptive = options.adaptive;
             const vkimage::Image image = renderer.render(render, &tile.stats);
             for (int y = 0; y < size; ++y) {
                 for (int x = 0; x < size; ++x) {

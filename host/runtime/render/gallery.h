@@ -50,6 +50,9 @@ struct GalleryOptions {
     std::uint64_t seed = 1;
     bool progress = false;
     std::string scenesDir;  // where preset files (textures, lamp files) are found
+    Sampler sampler = Sampler::LowDiscrepancy;
+    bool adaptive = true;
+    std::vector<std::string> only;  // when not empty, just these shaders' tiles
 };
 
 struct GalleryTile {
@@ -64,6 +67,16 @@ struct GalleryTile {
 // with the message) is reported on `warnings` and never stops the gallery.
 vkimage::Image renderGallery(const vkhost::ShaderLibrary& library, const GalleryOptions& options,
                              std::vector<GalleryTile>* tiles, std::ostream& warnings);
+
+// Columns and rows of the gallery of `count` tiles: a square-ish grid filled row by row.
+struct GalleryGrid {
+    int columns = 1;
+    int rows = 1;
+};
+GalleryGrid galleryGrid(int count);
+
+// The height of the label band at the bottom of a tile `tileHeight` pixels high.
+int labelBand(int tileHeight);
 
 // Draws `text` in white on a dark band at the bottom of the box (x, y, w, h) of the image.
 void drawLabel(vkimage::Image& image, int x, int y, int w, int h, const std::string& text);

@@ -12,7 +12,10 @@
 #include <cstdio>
 #include <cstring>
 #include <mutex>
+#include <string>
 #include <thread>
+
+#include "render/light_sampling.h"
 
 namespace vkrender {
 
@@ -23,6 +26,12 @@ constexpr float kMinPathWeight = 1.0e-3f;
 constexpr int kMaxShadowSurfaces = 64;
 constexpr int kTileSize = 16;
 constexpr int kDiskSegments = 96;
+// Light samples of a dome at the first hit, where they are cheaper than whole pixel samples;
+// deeper hits take one.
+constexpr std::size_t kDomeSamplesFirstHit = 2;
+// The share of dome samples drawn round the surface's normal (the rest round the zenith, so
+// that the dome is covered for surfaces that also take light from behind).
+constexpr float kDomeNormalWeight = 0.5f;
 
 // Offsets rays off the surface they leave, relative to the scene's scale at that point.
 float epsilonAt(Vec3f p) {
@@ -155,24 +164,35 @@ Hit Renderer::intersect(Vec3f origin, Vec3f dir, float tNear, float tFar) const 
     return hit;
 }
 
-std::unique_ptr<RenderContext> Renderer::makeContext(int maxDepth) const {
-    return std::make_unique<RenderContext>(*this, maxDepth);
+std::unique_ptr<RenderContext> Renderer::makeContext(int maxDepth, Sampler sampler) const {
+    return std::make_unique<RenderContext>(*this, maxDepth, sampler);
 }
 
 // --- Rendering --------------------------------------------------------------------------------
 
 namespace {
 
-// Prints "[#####.....]  45%  12s left" on stderr, once the render has run for a second.
+// Prints "[#####.....]  45%  12s left" on stderr, once the render has run for a second. With a
+// target the bar shows the time spent of the time allowed, or the error reached.
 class Progress {
 public:
-    Progress(bool enabled, int total) : total_(total) {
+    Progress(bool enabled, double total) : total_(total) {
         if (enabled) {
             thread_ = std::thread([this] { run(); });
         }
     }
     ~Progress() { finish(); }
-    void tick() { done_.fetch_add(1, std::memory_order_relaxed); }
+    void tick(double amount) {
+        std::lock_guard lock(mutex_);
+        done_ += amount;
+    }
+    // Starts over with a new total (a new round of a render to a target).
+    void restart(double total, std::string note) {
+        std::lock_guard lock(mutex_);
+        total_ = total;
+        done_ = 0.0;
+        note_ = std::move(note);
+    }
     void finish() {
         if (!thread_.joinable())
             return;
@@ -196,33 +216,126 @@ private:
         for (int i = 0; i < kWidth; ++i)
             bar[i] = i < filled ? '#' : '.';
         bar[kWidth] = '\0';
-        std::fprintf(stderr, "\rrendering [%s] %3d%%  %5.1fs left ", bar,
-                     static_cast<int>(fraction * 100.0), left);
+        std::fprintf(stderr, "\rrendering [%s] %3d%%  %5.1fs left %s ", bar,
+                     static_cast<int>(fraction * 100.0), left, note_.c_str());
         std::fflush(stderr);
     }
     void run() {
         const auto start = std::chrono::steady_clock::now();
+        auto roundStart = start;
+        double lastTotal = total_;
         std::unique_lock lock(mutex_);
         while (!wake_.wait_for(lock, std::chrono::milliseconds(200), [this] { return stop_; })) {
-            const double elapsed =
-                std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-            if (elapsed < 1.0)
+            const auto now = std::chrono::steady_clock::now();
+            if (total_ != lastTotal || done_ == 0.0) {
+                roundStart = done_ == 0.0 ? now : roundStart;
+                lastTotal = total_;
+            }
+            if (std::chrono::duration<double>(now - start).count() < 1.0)
                 continue;
-            const double fraction = static_cast<double>(done_.load()) / total_;
+            const double elapsed = std::chrono::duration<double>(now - roundStart).count();
+            const double fraction = std::min(1.0, done_ / total_);
             const double left = fraction > 0.0 ? elapsed * (1.0 - fraction) / fraction : 0.0;
             draw(fraction, left);
             shown_ = true;
         }
     }
 
-    int total_;
-    std::atomic<int> done_{0};
+    double total_;
+    double done_ = 0.0;
+    std::string note_;
     std::thread thread_;
     std::mutex mutex_;
     std::condition_variable wake_;
     bool stop_ = false;
     bool shown_ = false;
 };
+
+// What the samples of a pixel added up to: the even-numbered samples in one half-buffer, the odd
+// ones in the other, so that their difference estimates the noise left in the pixel.
+struct Accumulation {
+    std::vector<Vec3f> even;
+    std::vector<Vec3f> odd;
+    std::vector<std::uint32_t> taken;
+
+    explicit Accumulation(std::size_t pixels) : even(pixels), odd(pixels), taken(pixels, 0) {}
+
+    Vec3f mean(std::size_t i) const {
+        const float n = static_cast<float>(taken[i]);
+        return n > 0.0f ? (even[i] + odd[i]) * (1.0f / n) : Vec3f{0.0f, 0.0f, 0.0f};
+    }
+    // The error of the pixel's mean: half the difference of the two half-buffers' means.
+    float error(std::size_t i) const {
+        const std::uint32_t n = taken[i];
+        if (n < 2)
+            return 0.0f;
+        const Vec3f a = even[i] * (1.0f / static_cast<float>((n + 1) / 2));
+        const Vec3f b = odd[i] * (1.0f / static_cast<float>(n / 2));
+        return (std::fabs(a.x - b.x) + std::fabs(a.y - b.y) + std::fabs(a.z - b.z)) / 6.0f;
+    }
+};
+
+// The image's relative RMSE as the half-buffers estimate it.
+double estimatedRelativeError(const Accumulation& acc) {
+    double squares = 0.0;
+    double sum = 0.0;
+    for (std::size_t i = 0; i < acc.taken.size(); ++i) {
+        const double e = acc.error(i);
+        squares += e * e;
+        const Vec3f m = acc.mean(i);
+        sum += (static_cast<double>(m.x) + m.y + m.z) / 3.0;
+    }
+    const double n = static_cast<double>(acc.taken.size());
+    return sum > 0.0 ? std::sqrt(squares / n) / (sum / n) : 0.0;
+}
+
+// Samples per pixel for a round of `budget` samples in all, by the noise the pixel's neighbours
+// show (never the pixel's own, so a pixel whose first samples came out bright does not buy
+// itself more, which would bias it). A quarter of the budget is spread evenly, the rest in
+// proportion to the noise per sample: that split of a budget minimises the squared error.
+std::vector<std::uint32_t> allocate(const Accumulation& acc, int width, int height, double budget,
+                                    std::uint64_t seed) {
+    const std::size_t pixels = acc.taken.size();
+    std::vector<float> sigma(pixels);
+    for (std::size_t i = 0; i < pixels; ++i) {
+        sigma[i] = acc.error(i) * std::sqrt(static_cast<float>(acc.taken[i]));
+    }
+    std::vector<double> share(pixels);
+    double total = 0.0;
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            double s = 0.0;
+            int count = 0;
+            for (int dy = -1; dy <= 1; ++dy) {
+                for (int dx = -1; dx <= 1; ++dx) {
+                    const int nx = x + dx;
+                    const int ny = y + dy;
+                    if ((dx == 0 && dy == 0) || nx < 0 || ny < 0 || nx >= width || ny >= height)
+                        continue;
+                    s += sigma[static_cast<std::size_t>(ny) * width + nx];
+                    ++count;
+                }
+            }
+            const double v = count > 0 ? s / count : 0.0;
+            share[static_cast<std::size_t>(y) * width + x] = v;
+            total += v;
+        }
+    }
+    constexpr double kEven = 0.25;
+    const double perPixel = budget / static_cast<double>(pixels);
+    std::vector<std::uint32_t> extra(pixels);
+    for (std::size_t i = 0; i < pixels; ++i) {
+        const double want =
+            total > 0.0 ? perPixel * (kEven + (1.0 - kEven) * share[i] * pixels / total) : perPixel;
+        // Rounded with a dither of the pixel's own, so the budget holds on average.
+        const double dither = static_cast<double>(mix32(static_cast<std::uint32_t>(i) ^
+                                                        static_cast<std::uint32_t>(seed))) *
+                              0x1p-32;
+        extra[i] = static_cast<std::uint32_t>(
+            std::min(std::floor(want + dither), 16.0 * std::max(1.0, perPixel)));
+    }
+    return extra;
+}
 
 }  // namespace
 
@@ -233,7 +346,9 @@ vkimage::Image Renderer::render(const RenderOptions& options, RenderStats* stats
                          std::to_string(kMaxPixels) + " pixels), one sample and a depth of 1");
     }
     const auto start = std::chrono::steady_clock::now();
-    vkimage::Image image(options.width, options.height);
+    const auto elapsed = [&] {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    };
     const Camera& camera = scene_.camera;
     const Vec3f forward = normalize(camera.lookAt - camera.position);
     const Vec3f right = normalize(cross(forward, camera.up));
@@ -241,6 +356,7 @@ vkimage::Image Renderer::render(const RenderOptions& options, RenderStats* stats
     const float halfHeight = std::tan(0.5f * camera.fovDegrees * kPi / 180.0f);
     const float widthOverHeight =
         static_cast<float>(options.width) / static_cast<float>(options.height);
+    const bool uniform = options.sampler == Sampler::Uniform;
 
     const int tilesX = (options.width + kTileSize - 1) / kTileSize;
     const int tilesY = (options.height + kTileSize - 1) / kTileSize;
@@ -251,75 +367,169 @@ vkimage::Image Renderer::render(const RenderOptions& options, RenderStats* stats
         mix32(static_cast<std::uint32_t>(options.seed >> 32) ^ 0x5bd1e995u);
 
     tbb::enumerable_thread_specific<std::unique_ptr<RenderContext>> contexts(
-        [&] { return makeContext(options.maxDepth); });
-    Progress progress(options.progress, tiles);
+        [&] { return makeContext(options.maxDepth, options.sampler); });
+    const std::size_t pixels = static_cast<std::size_t>(options.width) * options.height;
+    Accumulation acc(pixels);
+    Progress progress(options.progress, 1.0);
     const int threads =
         options.threads > 0 ? options.threads : tbb::this_task_arena::max_concurrency();
     tbb::task_arena arena(threads);
-    arena.execute([&] {
-        tbb::parallel_for(
-            tbb::blocked_range<int>(0, tiles, 1), [&](const tbb::blocked_range<int>& range) {
-                RenderContext& context = *contexts.local();
-                for (int tile = range.begin(); tile != range.end(); ++tile) {
-                    const int x0 = (tile % tilesX) * kTileSize;
-                    const int y0 = (tile / tilesX) * kTileSize;
-                    for (int y = y0; y < std::min(y0 + kTileSize, options.height); ++y) {
-                        for (int x = x0; x < std::min(x0 + kTileSize, options.width); ++x) {
-                            context.beginPixel(seed,
-                                               static_cast<std::uint64_t>(y) * options.width + x);
-                            Vec3f sum{0.0f, 0.0f, 0.0f};
-                            for (int s = 0; s < options.spp; ++s) {
-                                // The first sample looks through the pixel centre, the rest jitter.
-                                float jx = 0.5f;
-                                float jy = 0.5f;
-                                if (s > 0) {
-                                    jx = context.random1();
-                                    jy = context.random1();
+
+    // One pass over the image: `count(i)` more samples for pixel i, continuing its sequence.
+    const auto pass = [&](const std::vector<std::uint32_t>& more, std::string note) {
+        double planned = 0.0;
+        for (const std::uint32_t n : more)
+            planned += n;
+        progress.restart(std::max(1.0, planned), std::move(note));
+        arena.execute([&] {
+            tbb::parallel_for(
+                tbb::blocked_range<int>(0, tiles, 1), [&](const tbb::blocked_range<int>& range) {
+                    RenderContext& context = *contexts.local();
+                    for (int tile = range.begin(); tile != range.end(); ++tile) {
+                        const int x0 = (tile % tilesX) * kTileSize;
+                        const int y0 = (tile / tilesX) * kTileSize;
+                        double done = 0.0;
+                        for (int y = y0; y < std::min(y0 + kTileSize, options.height); ++y) {
+                            for (int x = x0; x < std::min(x0 + kTileSize, options.width); ++x) {
+                                const std::size_t i =
+                                    static_cast<std::size_t>(y) * options.width + x;
+                                const std::uint32_t first = acc.taken[i];
+                                const std::uint32_t end = first + more[i];
+                                if (end == first)
+                                    continue;
+                                context.beginPixel(seed, i);
+                                for (std::uint32_t s = first; s < end; ++s) {
+                                    context.beginSample(s);
+                                    float jx = 0.5f;
+                                    float jy = 0.5f;
+                                    if (!uniform) {
+                                        float j[2];
+                                        context.random2(j);
+                                        jx = j[0];
+                                        jy = j[1];
+                                    } else if (s > 0) {
+                                        // The uniform sampler's first sample looks through the
+                                        // pixel centre, the rest jitter.
+                                        jx = context.random1();
+                                        jy = context.random1();
+                                    }
+                                    const float sx =
+                                        (2.0f * (static_cast<float>(x) + jx) / options.width -
+                                         1.0f) *
+                                        halfHeight * widthOverHeight;
+                                    const float sy = (1.0f - 2.0f * (static_cast<float>(y) + jy) /
+                                                                 options.height) *
+                                                     halfHeight;
+                                    const Vec3f dir = normalize(forward + sx * right + sy * up);
+                                    const Vec3f c = context.cameraRay(camera.position, dir);
+                                    // Deliberate: a sample that came back infinite or NaN (a shader
+                                    // dividing by zero at a grazing hit) counts as black rather
+                                    // than poisoning the pixel. The uniform sampler keeps one sum,
+                                    // as it always did.
+                                    if (finite(c)) {
+                                        ((s & 1u) == 0 || uniform ? acc.even[i] : acc.odd[i]) += c;
+                                    }
                                 }
-                                const float sx =
-                                    (2.0f * (static_cast<float>(x) + jx) / options.width - 1.0f) *
-                                    halfHeight * widthOverHeight;
-                                const float sy =
-                                    (1.0f - 2.0f * (static_cast<float>(y) + jy) / options.height) *
-                                    halfHeight;
-                                const Vec3f dir = normalize(forward + sx * right + sy * up);
-                                const Vec3f c = context.cameraRay(camera.position, dir);
-                                // Deliberate: a sample that came back infinite or NaN (a shader
-                                // dividing by zero at a grazing hit) counts as black rather than
-                                // poisoning the pixel.
-                                if (finite(c))
-                                    sum += c;
+                                acc.taken[i] = end;
+                                done += more[i];
                             }
-                            const float inv = 1.0f / static_cast<float>(options.spp);
-                            image.at(x, y) = {sum.x * inv, sum.y * inv, sum.z * inv, 1.0f};
                         }
+                        progress.tick(done);
                     }
-                    progress.tick();
-                }
-            });
-    });
+                });
+        });
+    };
+
+    int rounds = 0;
+    const bool target = !uniform && (options.seconds > 0.0 || options.errorTarget > 0.0);
+    const bool adaptive = !uniform && options.adaptive && options.spp >= 4;
+    if (target) {
+        // Rounds of spp samples per pixel, the first even, the rest where the noise is, while
+        // the targets are not met and the next round fits the time.
+        pass(std::vector<std::uint32_t>(pixels, static_cast<std::uint32_t>(options.spp)),
+             "round 1");
+        ++rounds;
+        double lastRound = elapsed();
+        for (;;) {
+            const double error = estimatedRelativeError(acc);
+            if (options.errorTarget > 0.0 && error <= options.errorTarget)
+                break;
+            if (options.seconds > 0.0 && elapsed() + lastRound > options.seconds)
+                break;
+            if (rounds >= 4096)
+                break;
+            const double roundStart = elapsed();
+            char note[96];
+            std::snprintf(note, sizeof note, "round %d, error %.4f%s", rounds + 1, error,
+                          options.errorTarget > 0.0 ? " (target)" : "");
+            pass(allocate(acc, options.width, options.height,
+                          static_cast<double>(options.spp) * static_cast<double>(pixels),
+                          seed + static_cast<std::uint64_t>(rounds)),
+                 note);
+            ++rounds;
+            lastRound = elapsed() - roundStart;
+        }
+    } else if (adaptive) {
+        // Half the samples evenly, then the other half where the first half left noise.
+        const auto half = static_cast<std::uint32_t>(options.spp / 2);
+        pass(std::vector<std::uint32_t>(pixels, half), "");
+        pass(allocate(acc, options.width, options.height,
+                      static_cast<double>(options.spp - static_cast<int>(half)) *
+                          static_cast<double>(pixels),
+                      seed),
+             "");
+        rounds = 2;
+    } else {
+        pass(std::vector<std::uint32_t>(pixels, static_cast<std::uint32_t>(options.spp)), "");
+        rounds = 1;
+    }
     progress.finish();
+
+    vkimage::Image image(options.width, options.height);
+    for (std::size_t i = 0; i < pixels; ++i) {
+        const Vec3f m = acc.mean(i);
+        image.pixels[i] = {m.x, m.y, m.z, 1.0f};
+    }
     if (stats != nullptr) {
         *stats = RenderStats{};
         for (const auto& context : contexts) {
             stats->rays += context->rays;
             stats->shadingCalls += context->shadingCalls;
         }
-        stats->seconds =
-            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        for (const std::uint32_t n : acc.taken)
+            stats->samples += n;
+        stats->rounds = rounds;
+        stats->estimatedError = estimatedRelativeError(acc);
+        stats->seconds = elapsed();
     }
     return image;
 }
 
 // --- The shading context ----------------------------------------------------------------------
 
-RenderContext::RenderContext(const Renderer& renderer, int maxDepth)
-    : renderer_(renderer), scene_(renderer.scene()), maxDepth_(maxDepth) {
+RenderContext::RenderContext(const Renderer& renderer, int maxDepth, Sampler sampler)
+    : renderer_(renderer),
+      scene_(renderer.scene()),
+      maxDepth_(maxDepth),
+      sampler_(sampler),
+      sequence_(sampler == Sampler::Uniform ? SampleSequence::Kind::Uniform
+                                            : SampleSequence::Kind::Sobol),
+      up_(normalize(scene_.up)) {
     // Every list the shading path may need is made here, never while shading.
-    samples_.resize(static_cast<std::size_t>(maxDepth) + 2);
-    for (auto& list : samples_) {
-        list.resize(scene_.lights.size());
+    const std::size_t depths = static_cast<std::size_t>(maxDepth) + 2;
+    std::size_t most = 0;
+    for (const Light& light : scene_.lights) {
+        most += light.shape == LightShape::Dome && sampler == Sampler::LowDiscrepancy
+                    ? kDomeSamplesFirstHit
+                    : 1;
     }
+    samples_.resize(depths);
+    hostSamples_.resize(depths);
+    for (std::size_t d = 0; d < depths; ++d) {
+        samples_[d].resize(most);
+        hostSamples_[d].resize(most);
+    }
+    normals_.assign(depths, Vec3f{0.0f, 0.0f, 0.0f});
 }
 
 Vec3f RenderContext::cameraRay(Vec3f origin, Vec3f dir) {
@@ -341,6 +551,9 @@ void RenderContext::fillSurface(vyr::ShadingState& state, const Hit& hit, Vec3f 
             n = normalize(p - object.center);
             p = object.center + object.radius * n;
             ng = n;
+            // Host scenery reads neither uv nor tangent; they cost two arc functions.
+            if (shader == nullptr)
+                break;
             uv = {std::atan2(n.y, n.x) / (2.0f * kPi) + 0.5f,
                   std::acos(std::fmax(-1.0f, std::fmin(1.0f, n.z))) / kPi};
             const Vec3f around{-n.y, n.x, 0.0f};
@@ -377,6 +590,8 @@ void RenderContext::fillSurface(vyr::ShadingState& state, const Hit& hit, Vec3f 
                 n = normalize(w * object.normals[i] + hit.u * object.normals[i + 1] +
                               hit.v * object.normals[i + 2]);
             }
+            if (shader == nullptr)
+                break;
             Vec3f b;
             orthonormalBasis(n, tangent, b);
             if (!object.uvs.empty()) {
@@ -459,6 +674,9 @@ Vec3f RenderContext::shadeHit(const Hit& hit, Vec3f origin, Vec3f dir, int depth
     state.traceDepthLimit = maxDepth_;
     const int saved = depth_;
     depth_ = depth;
+    // The light samples asked for at this depth lean towards the side the ray came from.
+    normals_[static_cast<std::size_t>(depth)] =
+        dot(dir, state.geoNormal) < 0.0f ? state.normal : -state.normal;
     Vec3f color;
     if (material.shader == nullptr) {
         color = shadeScenery(material, state, depth);
@@ -474,15 +692,25 @@ Vec3f RenderContext::shadeHit(const Hit& hit, Vec3f origin, Vec3f dir, int depth
 
 // Host scenery: a grey Lambertian surface lit by the light samples (cosine over pi), the
 // ambient lights, and one cosine-sampled bounce that brings the environment and the other
-// surfaces in.
+// surfaces in. With the low-discrepancy sampler the bounce also meets the area lights and the
+// dome, and each light's two estimates are weighted by the power heuristic.
 Vec3f RenderContext::shadeScenery(const Material& material, const vyr::ShadingState& state,
                                   int depth) {
     const Vec3f n = dot(state.rayDir, state.geoNormal) < 0.0f ? state.normal : -state.normal;
+    const bool mis = sampler_ == Sampler::LowDiscrepancy;
+    const bool bounce = depth + 1 < maxDepth_;
     Vec3f irradiance{0.0f, 0.0f, 0.0f};
-    for (const vyr::LightSample* s = lightSamples(&state.position); s != nullptr; s = s->next) {
+    for (const vyr::LightSample* s = mis ? sampleLights(state.position, n)
+                                         : lightSamples(&state.position);
+         s != nullptr; s = s->next) {
         const float c = dot(n, s->direction);
         if (c > 0.0f) {
-            irradiance += (s->factor * c / kPi) * s->color;
+            float weight = 1.0f;
+            if (mis && bounce) {
+                const float pdf = hostSample(s).pdf;
+                weight = pdf > 0.0f ? powerHeuristic(pdf, c / kPi) : 1.0f;
+            }
+            irradiance += (weight * s->factor * c / kPi) * s->color;
         }
     }
     for (const Light& light : scene_.lights) {
@@ -495,18 +723,89 @@ Vec3f RenderContext::shadeScenery(const Material& material, const vyr::ShadingSt
         light.shader->light()->shade(this, &ls);
         irradiance += ls.lightColor * ls.lightShadow;
     }
-    if (depth + 1 < maxDepth_) {
-        const float u1 = random1();
-        const float u2 = random1();
-        const float r = std::sqrt(u1);
-        const float phi = 2.0f * kPi * u2;
-        Vec3f t, b;
-        orthonormalBasis(n, t, b);
-        const Vec3f dir = normalize(r * std::cos(phi) * t + r * std::sin(phi) * b +
-                                    std::sqrt(std::fmax(0.0f, 1.0f - u1)) * n);
+    if (bounce) {
+        float u[2];
+        random2(u);
+        Vec3f dir;
+        if (mis) {
+            dir = cosineAround(n, u[0], u[1]);
+        } else {
+            const float r = std::sqrt(u[0]);
+            const float phi = 2.0f * kPi * u[1];
+            Vec3f t, b;
+            orthonormalBasis(n, t, b);
+            dir = normalize(r * std::cos(phi) * t + r * std::sin(phi) * b +
+                            std::sqrt(std::fmax(0.0f, 1.0f - u[0])) * n);
+        }
+        if (mis) {
+            irradiance += lightsAlongBounce(state.position, n, dir, dot(n, dir) / kPi);
+        }
         irradiance += secondary(state.position, dir, maxComponent(material.albedo));
     }
     return material.albedo * irradiance;
+}
+
+Vec3f RenderContext::lightsAlongBounce(Vec3f p, Vec3f n, Vec3f dir, float bouncePdf) {
+    Vec3f sum{0.0f, 0.0f, 0.0f};
+    if (!(bouncePdf > 0.0f)) {
+        return sum;
+    }
+    for (const Light& light : scene_.lights) {
+        vyr::ShadingState ls{};
+        float jacobian = 1.0f;  // the light's measure per unit solid angle at the point met
+        float lightPdf = 0.0f;
+        switch (light.shape) {
+            case LightShape::Point:
+            case LightShape::Ambient:
+                continue;
+            case LightShape::Sphere: {
+                const float t = intersectSphere(p, dir, light.position, light.radius);
+                if (!(t > 0.0f))
+                    continue;
+                ls.lightPosition = p + t * dir;
+                ls.lightAxis = normalize(ls.lightPosition - light.position);
+                jacobian = t * t;
+                lightPdf = 1.0f / sphereSolidAngle(p, light.position, light.radius);
+                break;
+            }
+            case LightShape::Rectangle: {
+                const float t =
+                    intersectRectangle(p, dir, light.position, light.edgeU, light.edgeV);
+                if (!(t > 0.0f))
+                    continue;
+                ls.lightPosition = p + t * dir;
+                const float cosLight = std::fabs(dot(light.axis, dir));
+                jacobian = t * t / cosLight;
+                const SphericalRectangle rect(
+                    p, light.position - 0.5f * light.edgeU - 0.5f * light.edgeV, light.edgeU,
+                    light.edgeV);
+                lightPdf = rect.valid ? 1.0f / rect.solidAngle
+                                      : jacobian / length(cross(light.edgeU, light.edgeV));
+                break;
+            }
+            case LightShape::Dome: {
+                if (!(dot(dir, up_) > 0.0f))
+                    continue;
+                ls.lightPosition = p + light.domeRadius * dir;
+                ls.lightAxis = -dir;
+                lightPdf = domePdf(dir, up_, n, kDomeNormalWeight);
+                break;
+            }
+        }
+        lightPdf *= static_cast<float>(sampleCount(light));
+        const Vec3f toPoint = p - ls.lightPosition;
+        ls.position = p;
+        ls.traceDepth = depth_;
+        ls.traceDepthLimit = maxDepth_;
+        ls.lightDistance = length(toPoint);
+        ls.lightToPoint = normalize(toPoint);
+        ls.lightShadow = {1.0f, 1.0f, 1.0f};
+        ++shadingCalls;
+        light.shader->light()->shade(this, &ls);
+        const float weight = powerHeuristic(bouncePdf, lightPdf);
+        sum += (weight * jacobian) * (ls.lightColor * ls.lightShadow);
+    }
+    return sum;
 }
 
 Vec3f RenderContext::secondary(Vec3f origin, Vec3f dir, float importance) {
@@ -521,84 +820,160 @@ Vec3f RenderContext::secondary(Vec3f origin, Vec3f dir, float importance) {
     return c;
 }
 
+int RenderContext::sampleCount(const Light& light) const {
+    if (sampler_ == Sampler::LowDiscrepancy && light.shape == LightShape::Dome && depth_ == 0) {
+        return static_cast<int>(kDomeSamplesFirstHit);
+    }
+    return 1;
+}
+
 const vyr::LightSample* RenderContext::lightSamples(const vyr::Vec3f* position) {
-    const Vec3f p = *position;
-    auto& list = samples_[static_cast<std::size_t>(std::clamp(depth_, 0, maxDepth_ + 1))];
-    vyr::LightSample* previous = nullptr;
-    vyr::LightSample* first = nullptr;
+    const std::size_t d = static_cast<std::size_t>(std::clamp(depth_, 0, maxDepth_ + 1));
+    return sampleLights(*position, normals_[d]);
+}
+
+const RenderContext::HostLightSample& RenderContext::hostSample(
+    const vyr::LightSample* sample) const {
+    const std::size_t d = static_cast<std::size_t>(std::clamp(depth_, 0, maxDepth_ + 1));
+    return hostSamples_[d][static_cast<std::size_t>(sample - samples_[d].data())];
+}
+
+const vyr::LightSample* RenderContext::sampleLights(Vec3f p, Vec3f normal) {
+    const std::size_t d = static_cast<std::size_t>(std::clamp(depth_, 0, maxDepth_ + 1));
+    auto& list = samples_[d];
+    auto& hostList = hostSamples_[d];
+    const bool uniform = sampler_ == Sampler::Uniform;
+    const float normalWeight = dot(normal, normal) > 0.0f ? kDomeNormalWeight : 0.0f;
+    std::size_t used = 0;
     for (std::size_t i = 0; i < scene_.lights.size(); ++i) {
         const Light& light = scene_.lights[i];
         if (light.shape == LightShape::Ambient)
             continue;
-        vyr::ShadingState ls{};
-        ls.position = p;
-        ls.traceDepth = depth_;
-        ls.traceDepthLimit = maxDepth_;
-        ls.lightAxis = light.axis;
-        float factor = 1.0f;
-        switch (light.shape) {
-            case LightShape::Point:
-            case LightShape::Ambient:
-                ls.lightPosition = light.position;
-                break;
-            case LightShape::Sphere: {
-                // A point of the hemisphere facing p, uniform over its projected disk.
-                const Vec3f w = normalize(p - light.position);
-                Vec3f t, b;
-                orthonormalBasis(w, t, b);
-                const float r = std::sqrt(random1());
-                const float phi = 2.0f * kPi * random1();
-                const float x = r * std::cos(phi);
-                const float y = r * std::sin(phi);
-                const Vec3f onUnit =
-                    x * t + y * b + std::sqrt(std::fmax(0.0f, 1.0f - x * x - y * y)) * w;
-                ls.lightPosition = light.position + light.radius * onUnit;
-                ls.lightAxis = onUnit;
-                factor = kPi * light.radius * light.radius;
-                break;
+        const int count = sampleCount(light);
+        for (int k = 0; k < count; ++k) {
+            vyr::ShadingState ls{};
+            ls.position = p;
+            ls.traceDepth = depth_;
+            ls.traceDepthLimit = maxDepth_;
+            ls.lightAxis = light.axis;
+            // The measure the sample stands for (one over the density of the point chosen, in
+            // the measure the light's colour is given per), and its solid-angle density.
+            float factor = 1.0f;
+            float pdf = 0.0f;
+            switch (light.shape) {
+                case LightShape::Point:
+                case LightShape::Ambient:
+                    ls.lightPosition = light.position;
+                    break;
+                case LightShape::Sphere: {
+                    float u[2];
+                    random2(u);
+                    if (uniform) {
+                        // A point of the hemisphere facing p, uniform over its projected disk.
+                        const Vec3f w = normalize(p - light.position);
+                        Vec3f t, b;
+                        orthonormalBasis(w, t, b);
+                        const float r = std::sqrt(u[0]);
+                        const float phi = 2.0f * kPi * u[1];
+                        const float x = r * std::cos(phi);
+                        const float y = r * std::sin(phi);
+                        const Vec3f onUnit =
+                            x * t + y * b + std::sqrt(std::fmax(0.0f, 1.0f - x * x - y * y)) * w;
+                        ls.lightPosition = light.position + light.radius * onUnit;
+                        ls.lightAxis = onUnit;
+                        factor = kPi * light.radius * light.radius;
+                        break;
+                    }
+                    // Uniform over the cone the sphere fills: the measure is the area across
+                    // the direction at the point's distance, solid angle times distance squared.
+                    const SphereSample s =
+                        sampleSphere(p, light.position, light.radius, u[0], u[1]);
+                    ls.lightPosition = s.point;
+                    ls.lightAxis = normalize(s.point - light.position);
+                    factor = s.solidAngle * s.distance * s.distance;
+                    pdf = 1.0f / s.solidAngle;
+                    break;
+                }
+                case LightShape::Rectangle: {
+                    float u[2];
+                    random2(u);
+                    const Vec3f corner = light.position - 0.5f * light.edgeU - 0.5f * light.edgeV;
+                    const float area = length(cross(light.edgeU, light.edgeV));
+                    const SphericalRectangle rect =
+                        uniform ? SphericalRectangle({}, {}, {}, {})
+                                : SphericalRectangle(p, corner, light.edgeU, light.edgeV);
+                    if (rect.valid) {
+                        // Uniform over its solid angle: the area per solid angle is
+                        // distance squared over the emitter's cosine.
+                        ls.lightPosition = rect.sample(u[0], u[1]);
+                        const Vec3f toLight = ls.lightPosition - p;
+                        const float d2 = dot(toLight, toLight);
+                        const float cosLight = std::fabs(dot(light.axis, toLight)) / std::sqrt(d2);
+                        factor = rect.solidAngle * d2 / cosLight;
+                        pdf = 1.0f / rect.solidAngle;
+                    } else {
+                        ls.lightPosition = corner + u[0] * light.edgeU + u[1] * light.edgeV;
+                        if (uniform) {
+                            // The earlier sampler's arithmetic, kept bit for bit.
+                            ls.lightPosition = light.position + (u[0] - 0.5f) * light.edgeU +
+                                               (u[1] - 0.5f) * light.edgeV;
+                        }
+                        factor = area;
+                        const Vec3f toLight = ls.lightPosition - p;
+                        const float d2 = dot(toLight, toLight);
+                        pdf = d2 / (area * std::fabs(dot(light.axis, toLight)) / std::sqrt(d2));
+                    }
+                    break;
+                }
+                case LightShape::Dome: {
+                    float u[2];
+                    random2(u);
+                    Vec3f dir;
+                    if (uniform) {
+                        // Uniform over the upper hemisphere of the dome round p.
+                        const float z = u[0];
+                        const float phi = 2.0f * kPi * u[1];
+                        const float r = std::sqrt(std::fmax(0.0f, 1.0f - z * z));
+                        Vec3f t, b;
+                        orthonormalBasis(up_, t, b);
+                        dir = r * std::cos(phi) * t + r * std::sin(phi) * b + z * up_;
+                        factor = 2.0f * kPi;
+                    } else {
+                        dir = sampleDome(up_, normal, normalWeight, u[0], u[1]);
+                        pdf = domePdf(dir, up_, normal, normalWeight);
+                        factor = pdf > 0.0f ? 1.0f / pdf : 0.0f;
+                    }
+                    ls.lightPosition = p + light.domeRadius * dir;
+                    ls.lightAxis = -dir;
+                    break;
+                }
             }
-            case LightShape::Rectangle: {
-                const float a = random1() - 0.5f;
-                const float b = random1() - 0.5f;
-                ls.lightPosition = light.position + a * light.edgeU + b * light.edgeV;
-                factor = length(cross(light.edgeU, light.edgeV));
-                break;
+            factor /= static_cast<float>(count);
+            vyr::LightSample& sample = list[used];
+            const Vec3f toPoint = p - ls.lightPosition;
+            ls.lightDistance = length(toPoint);
+            ls.lightToPoint = normalize(toPoint);
+            if (light.shape == LightShape::Dome && !uniform && !(dot(ls.lightAxis, up_) < 0.0f)) {
+                // Below the horizon: not the dome, no light and no call.
+                sample.color = {0.0f, 0.0f, 0.0f};
+            } else {
+                ls.lightShadow = {1.0f, 1.0f, 1.0f};
+                ++shadingCalls;
+                light.shader->light()->shade(this, &ls);
+                // The host applies the shadow factor the light hands back.
+                sample.color = ls.lightColor * ls.lightShadow;
             }
-            case LightShape::Dome: {
-                // Uniform over the upper hemisphere of the dome round p.
-                const float z = random1();
-                const float phi = 2.0f * kPi * random1();
-                const float r = std::sqrt(std::fmax(0.0f, 1.0f - z * z));
-                Vec3f t, b;
-                const Vec3f up = normalize(scene_.up);
-                orthonormalBasis(up, t, b);
-                const Vec3f d = r * std::cos(phi) * t + r * std::sin(phi) * b + z * up;
-                ls.lightPosition = p + light.domeRadius * d;
-                ls.lightAxis = -d;
-                factor = 2.0f * kPi;
-                break;
+            sample.direction = -ls.lightToPoint;
+            sample.factor = factor;
+            sample.next = nullptr;
+            hostList[used] = {static_cast<int>(i), pdf * static_cast<float>(count)};
+            if (used > 0) {
+                list[used - 1].next = &sample;
             }
+            ++used;
         }
-        const Vec3f toPoint = p - ls.lightPosition;
-        ls.lightDistance = length(toPoint);
-        ls.lightToPoint = normalize(toPoint);
-        ls.lightShadow = {1.0f, 1.0f, 1.0f};
-        ++shadingCalls;
-        light.shader->light()->shade(this, &ls);
-        vyr::LightSample& sample = list[i];
-        sample.direction = -ls.lightToPoint;
-        sample.factor = factor;
-        // The host applies the shadow factor the light hands back.
-        sample.color = ls.lightColor * ls.lightShadow;
-        sample.next = nullptr;
-        if (previous != nullptr) {
-            previous->next = &sample;
-        } else {
-            first = &sample;
-        }
-        previous = &sample;
     }
-    return first;
+    return used > 0 ? list.data() : nullptr;
 }
 
 const vyr::Vec3f* RenderContext::traceShadow(vyr::Vec3f* scratch, const vyr::Vec3f* from,
@@ -661,9 +1036,11 @@ Vec3f RenderContext::glossyDirection(Vec3f direction, float glossiness) {
         return direction;
     }
     const float exponent = std::fmax(0.0f, 2.0f / (glossiness * glossiness) - 2.0f);
-    const float cosTheta = std::pow(random1(), 1.0f / (exponent + 1.0f));
+    float u[2];
+    random2(u);
+    const float cosTheta = std::pow(u[0], 1.0f / (exponent + 1.0f));
     const float sinTheta = std::sqrt(std::fmax(0.0f, 1.0f - cosTheta * cosTheta));
-    const float phi = 2.0f * kPi * random1();
+    const float phi = 2.0f * kPi * u[1];
     Vec3f t, b;
     orthonormalBasis(direction, t, b);
     return normalize(sinTheta * std::cos(phi) * t + sinTheta * std::sin(phi) * b +
@@ -687,12 +1064,11 @@ const vyr::Vec3f* RenderContext::traceGlossyRefraction(vyr::Vec3f* scratch,
 }
 
 float RenderContext::random1() {
-    return rng_.uniform();
+    return sequence_.next1();
 }
 
 const float* RenderContext::random2(float* out) {
-    out[0] = rng_.uniform();
-    out[1] = rng_.uniform();
+    sequence_.next2(out);
     return out;
 }
 

@@ -5,7 +5,14 @@
 //
 // Light transport: the materials' own `shade` drives it, as in the host the shaders were written
 // for (they ask the context for light samples and trace their own reflections and refractions).
-// The host's grey diffuse scenery adds direct light and one cosine-sampled bounce per hit.
+// The host's grey diffuse scenery adds direct light and one cosine-sampled bounce per hit, the
+// two combined by multiple importance sampling where the bounce can meet a light.
+//
+// Samples: an Owen-scrambled Sobol' sequence per pixel feeds the pixel position, the host's own
+// choices and the shaders' random numbers, dimension after dimension within each sample; lights
+// are sampled by solid angle; a second pass spends half the samples where the first half left
+// the most noise. The uniform sampler (one PCG stream, uniform points on the lights, one sample
+// each, no second pass) stays selectable for comparison.
 #pragma once
 
 #include <atomic>
@@ -21,19 +28,36 @@
 
 namespace vkrender {
 
+enum class Sampler {
+    LowDiscrepancy,  // scrambled Sobol' samples, lights by solid angle, MIS, adaptive
+    Uniform,         // one PCG stream, uniform light points, no MIS: the earlier renderer
+};
+
 struct RenderOptions {
     int width = 640;
     int height = 480;
-    int spp = 16;
+    int spp = 16;     // samples per pixel on average (the least per pixel with a target)
     int threads = 0;  // 0: every core
     std::uint64_t seed = 1;
     int maxDepth = 6;       // traceDepthLimit: rays of this depth or deeper bring back black
     bool progress = false;  // a progress bar on stderr once the render has run for a second
+    Sampler sampler = Sampler::LowDiscrepancy;
+    // Spend half of the samples where the first half left the most noise (low-discrepancy
+    // sampler, from 4 samples per pixel on).
+    bool adaptive = true;
+    // Targets: keep adding rounds of `spp` samples per pixel (spent where the noise is) until
+    // the estimated relative error is at most `errorTarget` or the next round would end after
+    // `seconds`; 0 leaves a target out. Time targets make the sample count depend on the machine.
+    double seconds = 0.0;
+    double errorTarget = 0.0;
 };
 
 struct RenderStats {
     std::uint64_t rays = 0;          // every ray cast into the scene (camera, secondary, shadow)
     std::uint64_t shadingCalls = 0;  // every shader slot the renderer called
+    std::uint64_t samples = 0;       // camera samples
+    int rounds = 0;                  // passes over the image
+    double estimatedError = 0.0;     // relative RMSE estimated from the two half-buffers
     double seconds = 0.0;
 };
 
@@ -65,7 +89,8 @@ public:
     Hit intersect(Vec3f origin, Vec3f dir, float tNear, float tFar) const;
 
     // A context for one thread (tests use it to call the operations on their own).
-    std::unique_ptr<RenderContext> makeContext(int maxDepth) const;
+    std::unique_ptr<RenderContext> makeContext(int maxDepth,
+                                               Sampler sampler = Sampler::LowDiscrepancy) const;
 
 private:
     const Scene& scene_;
@@ -76,10 +101,17 @@ private:
 // The host's ShadingContext, one per render thread.
 class RenderContext final : public vyr::ShadingContext {
 public:
-    RenderContext(const Renderer& renderer, int maxDepth);
+    RenderContext(const Renderer& renderer, int maxDepth,
+                  Sampler sampler = Sampler::LowDiscrepancy);
 
-    // Starts the random stream of one pixel; the stream depends only on the seed and the pixel.
-    void beginPixel(std::uint64_t seed, std::uint64_t pixel) { rng_.seed(seed, pixel); }
+    // Starts the samples of one pixel; they depend only on the seed and the pixel.
+    void beginPixel(std::uint64_t seed, std::uint64_t pixel) {
+        sequence_.beginPixel(seed, pixel);
+        sequence_.beginSample(0);
+    }
+    // Starts sample `index` of the pixel (the low-discrepancy sampler's dimensions restart).
+    void beginSample(std::uint32_t index) { sequence_.beginSample(index); }
+    Sampler sampler() const { return sampler_; }
 
     // The radiance along a camera ray (depth 0).
     Vec3f cameraRay(Vec3f origin, Vec3f dir);
@@ -113,6 +145,16 @@ public:
     float noise2(const vyr::Vec2f* point) override;
     float randomOf(float x) override;
 
+    // The light samples at p as the host sees them: `normal` (unit, or zero when unknown) is the
+    // surface's, which the dome sampling leans towards. Fills the list of the current depth.
+    struct HostLightSample {
+        int light = -1;
+        float pdf =
+            0.0f;  // solid-angle density of the light's strategy times its count; 0: a point
+    };
+    const vyr::LightSample* sampleLights(Vec3f p, Vec3f normal);
+    const HostLightSample& hostSample(const vyr::LightSample* sample) const;
+
     // A direction in the glossy lobe round `direction` (unit): glossiness g is a roughness,
     // 0 the exact direction, otherwise a Phong lobe of exponent 2/g^2 - 2 (the exponent that
     // matches a microfacet roughness g), which is a uniform hemisphere from g = 1 on.
@@ -124,6 +166,10 @@ private:
     Vec3f secondary(Vec3f origin, Vec3f dir, float importance);
     Vec3f shadeHit(const Hit& hit, Vec3f origin, Vec3f dir, int depth);
     Vec3f shadeScenery(const Material& material, const vyr::ShadingState& state, int depth);
+    // The lights the scenery's bounce direction meets, each weighted against its light samples.
+    Vec3f lightsAlongBounce(Vec3f p, Vec3f n, Vec3f dir, float bouncePdf);
+    // Samples drawn for a light at the current depth.
+    int sampleCount(const Light& light) const;
     // Fills the geometric fields of a state for a hit (position, normals, uv, varyings, frame).
     void fillSurface(vyr::ShadingState& state, const Hit& hit, Vec3f origin, Vec3f dir,
                      const ShaderInstance* shader) const;
@@ -133,9 +179,15 @@ private:
     int maxDepth_;
     int depth_ = 0;
     float pathWeight_ = 1.0f;
-    Pcg32 rng_;
-    // One light-sample list per depth, so that a list stays valid while deeper rays are shaded.
+    Sampler sampler_;
+    SampleSequence sequence_;
+    Vec3f up_;
+    // One light-sample list per depth, so that a list stays valid while deeper rays are shaded,
+    // with what the host knows of each sample beside it.
     std::vector<std::vector<vyr::LightSample>> samples_;
+    std::vector<std::vector<HostLightSample>> hostSamples_;
+    // The normal (towards the viewer) of the surface being shaded at each depth, zero if none.
+    std::vector<Vec3f> normals_;
 };
 
 }  // namespace vkrender

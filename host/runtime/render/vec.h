@@ -45,6 +45,10 @@ inline Vec3f normalize(Vec3f a) {
     const float l = length(a);
     return l > 0.0f ? a * (1.0f / l) : a;
 }
+// max(a, b) for numbers that are not NaN, without the library call std::fmax makes.
+inline float maxf(float a, float b) {
+    return a > b ? a : b;
+}
 inline float maxComponent(Vec3f a) {
     return std::fmax(a.x, std::fmax(a.y, a.z));
 }
