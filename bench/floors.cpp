@@ -272,6 +272,29 @@ std::vector<Row> rows() {
         {"Mtl_Ward.mapped.sample", "vexa_kelo_Mtl_Ward", Slot::Sample, wardMapped, false,
          {.pow = 1, .log = 1, .sincos = 2, .sqrt = 13, .div = 32, .random1 = 1, .random2 = 1,
           .noise4 = 4, .lookups = 17}},
+        // Metal, aluminium at roughness 0.3, one light and one traced sample: the frame's two
+        // normalisations; per light the half vector, D, the two Lambdas of G2 and the exact
+        // conductor Fresnel per channel (a complex root: 3 roots, and 2 divisions); the traced
+        // sample draws a visible normal (4 roots, sin and cos, a normalisation), weighs it by
+        // G2 / G1 and the Fresnel again.
+        {"Mtl_Metal.shade", "vexa_kelo_Mtl_Metal", Slot::Shade, {}, false,
+         {.sincos = 1, .sqrt = 29, .div = 33, .lights = 1, .rays = 1, .random2 = 1}},
+        {"Mtl_Metal.evaluate", "vexa_kelo_Mtl_Metal", Slot::Evaluate, {}, false,
+         {.sqrt = 15, .div = 18}},
+        {"Mtl_Metal.sample", "vexa_kelo_Mtl_Metal", Slot::Sample, {}, false,
+         {.sincos = 1, .sqrt = 19, .div = 21, .random2 = 1}},
+        // MetallicPaint off a flake under a smooth coat: the frame, the coat's dielectric Fresnel
+        // towards the viewer and the light (a root and 3 divisions each) with the refracted
+        // cosines, the coat colour's absorption (a power per channel), the pigment's flop power
+        // on the normalised half vector, one mirror trace of the coat.
+        {"Mtl_MetallicPaint.shade", "vexa_kelo_Mtl_MetallicPaint", Slot::Shade,
+         {{"u_flakeDensity", 0.0f}}, false,
+         {.pow = 4, .sqrt = 7, .div = 18, .lights = 1, .rays = 1}},
+        {"Mtl_MetallicPaint.evaluate", "vexa_kelo_Mtl_MetallicPaint", Slot::Evaluate,
+         {{"u_flakeDensity", 0.0f}}, false, {.pow = 4, .sqrt = 7, .div = 18}},
+        {"Mtl_MetallicPaint.sample", "vexa_kelo_Mtl_MetallicPaint", Slot::Sample,
+         {{"u_flakeDensity", 0.0f}}, false,
+         {.pow = 4, .sincos = 1, .sqrt = 8, .div = 18, .random1 = 1, .random2 = 1}},
     };
     // clang-format on
 }
