@@ -84,8 +84,8 @@ inline float octave(vyr::ShadingContext* context, Vec3f q, float f, float phase,
 
 // One octave per whole level, doubling the frequency each time.
 // Deliberate: a fractional remainder adds one more full octave, not a fraction of one.
-// Once 1 / f has reached zero every further octave adds nothing, so the loop stops there: a huge
-// or infinite level count ends like any other.
+// Once f has overflowed (after 128 octaves) every further octave would add (n 2 - 1) / inf = 0,
+// so the loop stops there: a huge or infinite level count ends like any other.
 inline float fractalSum(vyr::ShadingContext* context, Vec3f q, float levels, float phase,
                         bool absolute) {
     float sum = 0.0f;
