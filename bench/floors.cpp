@@ -16,6 +16,7 @@
 #include "parameters.h"
 #include "scripted_context.h"
 #include "shader_library.h"
+#include "tests/support/ward_trees.h"
 #include "vyr/vyr.h"
 #include "vyr_host.h"
 
@@ -86,8 +87,19 @@ enum class Slot { Shade, Shadow, Evaluate, Sample };
 struct Floor {
     int pow = 0, exp = 0, log = 0, sincos = 0, tan = 0, acos = 0, atan2 = 0, sqrt = 0, div = 0;
     int lights = 0, shadows = 0, rays = 0, glossy = 0, random1 = 0, random2 = 0, noise4 = 0,
-        lookups = 0;
+        noise2 = 0, randomOf = 0, lookups = 0;
 };
+
+// a + n b, field by field: floors composed from the floors of their parts.
+constexpr Floor plus(Floor a, const Floor& b, int n = 1) {
+    a.pow += n * b.pow, a.exp += n * b.exp, a.log += n * b.log, a.sincos += n * b.sincos;
+    a.tan += n * b.tan, a.acos += n * b.acos, a.atan2 += n * b.atan2, a.sqrt += n * b.sqrt;
+    a.div += n * b.div, a.lights += n * b.lights, a.shadows += n * b.shadows;
+    a.rays += n * b.rays, a.glossy += n * b.glossy, a.random1 += n * b.random1;
+    a.random2 += n * b.random2, a.noise4 += n * b.noise4, a.noise2 += n * b.noise2;
+    a.randomOf += n * b.randomOf, a.lookups += n * b.lookups;
+    return a;
+}
 
 struct Row {
     std::string label;
@@ -179,6 +191,11 @@ void runFloor(benchmark::State& bench, const Floor& c) {
             const vyr::Vec4f q{x, x, 0.0f, 0.0f};
             acc += ctx.noise4(&q);
         }
+        for (int i = 0; i < c.noise2; ++i) {
+            const vyr::Vec2f q{x, x};
+            acc += ctx.noise2(&q);
+        }
+        for (int i = 0; i < c.randomOf; ++i, k += 0.01f) acc += ctx.randomOf(x + k);
         for (int i = 0; i < c.lookups; ++i) {
             vyr::Vec4f out{0.0f, 0.0f, 0.0f, 1.0f};
             const vyr::Vec2f uv{x - 0.07f, 0.6f};  // (0.3, 0.6), where the slots look up
@@ -198,8 +215,60 @@ std::vector<Row> rows() {
         return a;
     };
     const vkhost::ParameterList wardMapped = vkhost::wardFullyMapped(map);
+
+    // The variants' shade with every tree on (tests/support/ward_trees.h gives each node a working
+    // value: fractal noise of 2.5 levels, so 3 octaves): the plain Ward's floor, the height bump's
+    // renormalisation when a tree feeds the first map, and per evaluation of a node its calls. A
+    // tree on the first map is evaluated three times, for the bump's three heights.
+    constexpr Floor kWardPlainShade{.pow = 1, .exp = 1, .sqrt = 3, .div = 10, .lights = 1,
+                                    .glossy = 1};
+    constexpr Floor kBump{.sqrt = 2, .div = 6};
+    constexpr Floor kNoiseNode{.div = 6, .noise4 = 3};
+    constexpr Floor kBitmapNode{.lookups = 1};
+    constexpr Floor kTileNode{.div = 4, .noise2 = 1, .randomOf = 4};
+    const auto nodes = [&](int noise, int bitmaps, int tiles) {
+        return plus(plus(plus(Floor{}, kNoiseNode, noise), kBitmapNode, bitmaps), kTileNode, tiles);
+    };
+    const struct {
+        const char* tag;
+        Floor diffuse, normal;  // per evaluation
+    } trees[] = {
+        {"120b7820", nodes(1, 0, 0), {}},
+        {"33632204", nodes(3, 4, 0), nodes(3, 4, 0)},
+        {"5592d496", nodes(1, 2, 0), nodes(0, 1, 0)},
+        {"5ba0bfff", {}, nodes(1, 0, 0)},
+        {"82261344", nodes(1, 2, 0), {}},
+        {"aa598cb4", nodes(1, 2, 0), nodes(1, 2, 0)},
+        {"b9aac246", nodes(1, 4, 2), nodes(0, 1, 0)},
+        {"ccb3a2e6", nodes(1, 2, 0), {}},
+        {"f05db29e", nodes(0, 2, 1), nodes(0, 1, 0)},
+    };
+    std::vector<Row> variants;
+    for (const auto& t : trees) {
+        const std::string name = std::string("vexa_kelo_Mtl_Ward_") + t.tag;
+        if (!library().hasShader(name)) {
+            continue;
+        }
+        const vkhost::ShaderPtr probe = library().create(name);
+        vkhost::ParameterList p = vkhost::wardPlain();
+        p.emplace_back("u_normal0Amount", 0.3f);
+        for (const char* on : vktest::kTreeSwitches) {
+            p.emplace_back(on, true);
+        }
+        for (const auto& value : vktest::treeValues(vkhost::declareLayout(probe.get()), map)) {
+            p.push_back(value);
+        }
+        const bool bumped = t.normal.noise4 + t.normal.lookups + t.normal.randomOf > 0;
+        Floor f = plus(plus(kWardPlainShade, t.diffuse), t.normal, 3);
+        if (bumped) {
+            f = plus(f, kBump);
+        }
+        variants.push_back({std::string("Mtl_Ward_") + t.tag + ".shade", name, Slot::Shade, p,
+                            false, f});
+    }
+
     // clang-format off
-    return {
+    std::vector<Row> table = {
         // Environments and simple lights: a copy, or one shadow trace.
         {"Background", "Background", Slot::Shade, {}, true, {}},
         {"SimpleAmbientLight", "SimpleAmbientLight", Slot::Shade, {}, true, {}},
@@ -297,6 +366,8 @@ std::vector<Row> rows() {
          {.pow = 4, .sincos = 1, .sqrt = 8, .div = 18, .random1 = 1, .random2 = 1}},
     };
     // clang-format on
+    table.insert(table.end(), variants.begin(), variants.end());
+    return table;
 }
 
 // Collects CPU ns per iteration (steadier than wall time on a busy machine) so the ratios can
