@@ -222,8 +222,11 @@ public:
     void getLamps(std::int32_t& lampCount, double& lumensPerLamp, double& multiplier) const;
 
     // --- Textures and light CDFs ---------------------------------------------------------------
-    // Largest web texture side; sizes from pathological angle lists are clamped to it.
-    static constexpr std::int32_t kMaxTextureSide = 4097;
+    // One side of the web texture for an angle list: 1 − 2·trunc((−span / (last − first))·(n − 1)),
+    // 2 for a single angle. Not clamped: descending, equal-ended or very fine lists give sides of
+    // 1 or less, infinite or huge ones, and the generators use them as they are (an int32 holds
+    // them saturated; a side below 1 makes no texels). Hosts check it before generating.
+    static double textureSide(const float* angles, std::int32_t count, double span);
 
     void init(const vyr::TextureHandle& web, const vyr::TextureHandle& thetaCdf,
               const vyr::TextureHandle& phiCdf);
@@ -257,6 +260,7 @@ private:
     float intensityAt(std::int32_t verticalIndex, double verticalFraction, double phi,
                       std::int32_t mode) const;
     void textureSize(std::int32_t& wv, std::int32_t& hh) const;
+    void fillWeb(bool typeC, std::int32_t& wv, std::int32_t& hh);
     static std::string trim(const std::string& text, const std::string& set);
 
     ITextReader* reader_ = nullptr;

@@ -4,25 +4,14 @@
 #include <cmath>
 
 #include "photometry/ies_file.h"
+#include "photometry/ies_search.h"
 
 namespace {
 
-constexpr double kEps = IESFile::kAngleEpsilon;
-
-std::int32_t clampIndex(std::int32_t i, std::int32_t count) {
-    if (i < 0) {
-        return 0;
-    }
-    return i > count - 1 ? count - 1 : i;
-}
+using iessearch::clampIndex;
 
 // A sampler's result: anything not greater than 0 (NaN included) becomes 0.
 float clampBelow(double value) { return value > 0.0 ? static_cast<float>(value) : 0.0f; }
-
-// Horizontal angles the folding samplers accept: 0 to 360 within the tolerance.
-bool outsideFullCircle(double phi) {
-    return phi + kEps < 0.0 || (phi + kEps >= 360.0 && phi > 360.000001);
-}
 
 }  // namespace
 
@@ -47,29 +36,8 @@ bool IESFile::getVerticalAngleIndex(double theta, std::int32_t& index, double& f
     if (!hasGrid()) {
         return false;
     }
-    const float* v = data_->verticalAngles;
-    const std::int32_t nV = data_->verticalAngleCount;
-    if (theta > static_cast<double>(v[nV - 1]) + kEps || static_cast<double>(v[0]) > theta + kEps) {
-        return false;
-    }
-    std::int32_t i = 0;
-    while (i < nV && !(static_cast<double>(v[i]) > theta + kEps)) {
-        ++i;
-    }
-    --i;
-    if (i < 0) {
-        index = 0;
-        fraction = 0.0;
-        return true;
-    }
-    index = i;
-    if (i >= nV - 1) {
-        fraction = 0.0;  // at or just above the last angle: the last sample
-        return true;
-    }
-    const double gap = static_cast<double>(v[i + 1]) - static_cast<double>(v[i]);
-    fraction = gap > 0.0 ? (theta - static_cast<double>(v[i])) / gap : 0.0;
-    return true;
+    return iessearch::vertical(data_->verticalAngles, data_->verticalAngleCount, theta, false,
+                               index, fraction);
 }
 
 bool IESFile::getHorizontalAngleIndex(double phi, std::int32_t& index, double& fraction,
@@ -79,37 +47,8 @@ bool IESFile::getHorizontalAngleIndex(double phi, std::int32_t& index, double& f
         fraction = 0.0;
         return true;
     }
-    const float* h = data_->horizontalAngles;
-    const std::int32_t nH = data_->horizontalAngleCount;
-    // Deliberate: unlike the vertical search, an angle equal to H[k] (within the tolerance)
-    // lands in the interval that ends at H[k], with a fraction close to 1.
-    std::int32_t i = 0;
-    while (i < nH) {
-        if (static_cast<double>(h[i]) > phi + kEps) {
-            break;
-        }
-        if (!(phi > static_cast<double>(h[i]) + kEps)) {
-            break;
-        }
-        ++i;
-    }
-    --i;
-    if (i < 0) {
-        index = 0;
-        fraction = 0.0;
-        return true;
-    }
-    index = i;
-    double gap = 0.0;
-    if (i < nH - 1) {
-        gap = static_cast<double>(h[i + 1]) - static_cast<double>(h[i]);
-    } else if (flag != 0) {
-        // The last interval continued; with a single angle there is none, so the gap is 0.
-        gap = i >= 1 ? static_cast<double>(h[i]) - static_cast<double>(h[i - 1]) : 0.0;
-    } else {
-        gap = static_cast<double>(360.0f - (h[nH - 1] - h[0]));  // closes the circle, in float
-    }
-    fraction = gap > 0.0 ? (phi - static_cast<double>(h[i])) / gap : 0.0;
+    iessearch::horizontal(data_->horizontalAngles, data_->horizontalAngleCount, phi, flag, false,
+                          index, fraction);
     return true;
 }
 
@@ -121,35 +60,14 @@ void IESFile::getSamples(std::int32_t vs, std::int32_t m, std::int32_t hs, std::
     const std::int32_t nV = data_->verticalAngleCount;
     const std::int32_t nH = data_->horizontalAngleCount;
     const float* c = data_->candelas;
-    std::int32_t row = 0;
-    std::int32_t step = 1;
-    if (mode == 0) {
-        row = hs < 0 ? nH - 1 : hs;
-    } else if (mode == 1 || mode == 2) {
-        row = hs;
-        if (hs < 0) {
-            row = 1;
-            step = -1;
-        }
-    }
+    iessearch::RowWalk rows(hs, mode, nH);
     for (std::int32_t r = 0; r < k; ++r) {
-        // Every row read stays inside the grid, even for grids too small to mirror.
-        const std::int32_t safeRow = clampIndex(mode == 3 ? 0 : row, nH);
+        const std::int32_t row = rows.next();
         for (std::int32_t col = 0; col < m; ++col) {
             const std::int32_t v = clampIndex(vs + col, nV);
             out[r * m + col] = static_cast<double>(
-                c[static_cast<std::size_t>(safeRow) * static_cast<std::size_t>(nV) +
+                c[static_cast<std::size_t>(row) * static_cast<std::size_t>(nV) +
                   static_cast<std::size_t>(v)]);
-        }
-        if (mode == 0) {
-            row = row >= nH - 1 ? 0 : row + 1;
-        } else if (mode == 1 || mode == 2) {
-            row += step;
-            if (row < 0 || row > nH - 1) {
-                // Mirror without repeating the boundary row: 3, 4, 3, 2 for hs = 3, nH = 5.
-                step = -step;
-                row += 2 * step;
-            }
         }
     }
 }
@@ -189,18 +107,8 @@ float IESFile::sampleDataNoSymmetry(double theta, double phi) const {
 float IESFile::sampleDataSingleSymmetryTypeC(double theta, double phi) const {
     std::int32_t vi = 0;
     double vf = 0.0;
-    if (!getVerticalAngleIndex(theta, vi, vf)) {
+    if (!getVerticalAngleIndex(theta, vi, vf) || !iessearch::foldSingleTypeC(*data_, phi)) {
         return 0.0f;
-    }
-    if (outsideFullCircle(phi)) {
-        return 0.0f;
-    }
-    const float h0 = data_->horizontalAngles[0];
-    const float hLast = data_->horizontalAngles[data_->horizontalAngleCount - 1];
-    if (phi > static_cast<double>(hLast) + kEps) {
-        phi = static_cast<double>(2.0f * hLast) - phi;
-    } else if (static_cast<double>(h0) > phi + kEps) {
-        phi = static_cast<double>(2.0f * h0) - phi;
     }
     return intensityAt(vi, vf, phi, 1);
 }
@@ -208,22 +116,8 @@ float IESFile::sampleDataSingleSymmetryTypeC(double theta, double phi) const {
 float IESFile::sampleDataDoubleSymmetry(double theta, double phi) const {
     std::int32_t vi = 0;
     double vf = 0.0;
-    if (!getVerticalAngleIndex(theta, vi, vf)) {
+    if (!getVerticalAngleIndex(theta, vi, vf) || !iessearch::foldDouble(*data_, phi)) {
         return 0.0f;
-    }
-    if (outsideFullCircle(phi)) {
-        return 0.0f;
-    }
-    const float h0 = data_->horizontalAngles[0];
-    const double h0d = static_cast<double>(h0);
-    const double twoH0 = static_cast<double>(2.0f * h0);
-    if (phi + kEps >= h0d + 180.0) {
-        phi = twoH0 + 360.0 - phi;
-    } else if (h0d > phi + kEps) {
-        phi = twoH0 - phi;
-    }
-    if (phi + kEps >= h0d + 90.0) {
-        phi = twoH0 + 180.0 - phi;
     }
     return intensityAt(vi, vf, phi, 2);
 }
@@ -231,28 +125,7 @@ float IESFile::sampleDataDoubleSymmetry(double theta, double phi) const {
 float IESFile::sampleDataSingleSymmetryTypeAB(double theta, double phi) const {
     std::int32_t vi = 0;
     double vf = 0.0;
-    if (!getVerticalAngleIndex(theta, vi, vf)) {
-        return 0.0f;
-    }
-    if ((phi + kEps >= 180.0 && phi > 180.000001) || phi + kEps < -180.0) {
-        return 0.0f;
-    }
-    const double h0 = static_cast<double>(data_->horizontalAngles[0]);
-    const double hLast =
-        static_cast<double>(data_->horizontalAngles[data_->horizontalAngleCount - 1]);
-    if (h0 + kEps >= 0.0) {
-        if (phi + kEps < 0.0) {
-            phi = -phi;
-        }
-    } else {
-        if (hLast + kEps >= 0.0 && hLast > kEps) {
-            return 0.0f;  // the grid crosses 0 by more than the tolerance: not one half
-        }
-        if (phi + kEps >= 0.0 && phi > kEps) {
-            phi = -phi;
-        }
-    }
-    if ((!(hLast > phi + kEps) && phi > hLast + kEps) || h0 > phi + kEps) {
+    if (!getVerticalAngleIndex(theta, vi, vf) || !iessearch::foldSingleTypeAB(*data_, phi)) {
         return 0.0f;
     }
     return intensityAt(vi, vf, phi, 1);

@@ -170,7 +170,9 @@ struct Tables {
     std::int32_t hh = 0;
 };
 
+// Checks the sizes first: the library would make whatever the angle lists give.
 Tables generate(IESFile& file) {
+    vkhost::checkedWebSize(*file.data());
     Tables t;
     if (file.data()->photometricType == 1) {
         file.generateTextureTypeC(t.wv, t.hh);
@@ -399,7 +401,7 @@ void run(const Options& options) {
     std::vector<std::string> json;
     for (const std::string& path : options.files) {
         try {
-            Loaded loaded = vkhost::loadIes(path, options.strict);
+            Loaded loaded = vkhost::loadIes(path, options.strict, writes);
             if (options.json) {
                 json.push_back(jsonOf(path, loaded, options.strict));
             } else {

@@ -1,6 +1,7 @@
 #include "ies_loading.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -62,7 +63,27 @@ std::wstring widen(const std::string& utf8) {
 
 }  // namespace
 
-LoadedIes loadIes(const std::string& path, bool strict) {
+WebSize checkedWebSize(const IESFileData& d) {
+    auto side = [](const float* angles, std::int32_t count, double span, const char* which) {
+        const double s = IESFile::textureSide(angles, count, span);
+        if (!(s >= 2.0 && s <= kMaxWebTextureSide)) {
+            char line[200];
+            std::snprintf(line, sizeof line,
+                          "%s angles %.9g .. %.9g give a web texture side of %.9g (the web light "
+                          "needs 2 to %d)",
+                          which, static_cast<double>(angles[0]),
+                          static_cast<double>(angles[count - 1]), s, kMaxWebTextureSide);
+            throw IesLoadError(line);
+        }
+        return static_cast<std::int32_t>(s);
+    };
+    WebSize size;
+    size.wv = side(d.verticalAngles, d.verticalAngleCount, 180.0, "vertical");
+    size.hh = side(d.horizontalAngles, d.horizontalAngleCount, 360.0, "horizontal");
+    return size;
+}
+
+LoadedIes loadIes(const std::string& path, bool strict, bool forWebLight) {
     LoadedIes loaded;
     const std::string bytes = readIesBytes(path);
     try {
@@ -97,6 +118,9 @@ LoadedIes loadIes(const std::string& path, bool strict) {
     }
     if (d->candelas == nullptr || d->verticalAngles == nullptr || d->horizontalAngles == nullptr) {
         throw IesLoadError("no complete photometric data (luminaire line, angles and candela values)");
+    }
+    if (forWebLight) {
+        checkedWebSize(*d);
     }
     return loaded;
 }

@@ -27,10 +27,24 @@ struct LoadedIes {
 // Largest file accepted.
 inline constexpr std::uintmax_t kMaxIesFileBytes = 64u << 20;
 
+// Largest web texture side accepted. The library makes whatever size the angle lists give (a
+// zero step is not guarded there), so the guard lives here, before anything is generated.
+inline constexpr std::int32_t kMaxWebTextureSide = 4097;
+
+struct WebSize {
+    std::int32_t wv = 0;
+    std::int32_t hh = 0;
+};
+
+// The web texture's sides for the record; throws IesLoadError naming the angle list when a side
+// falls outside [2, kMaxWebTextureSide] (descending, equal-ended or absurdly fine angles).
+WebSize checkedWebSize(const IESFileData& record);
+
 // Canonicalises and reads the file; with `strict` the raw file goes through the plain file reader
 // (guarded) instead. Throws IesLoadError for a file that is missing, unreadable, never finishes
-// or holds no complete photometric data.
-LoadedIes loadIes(const std::string& path, bool strict = false);
+// or holds no complete photometric data, and, with `forWebLight`, for one whose angle lists give
+// no usable web texture (checkedWebSize).
+LoadedIes loadIes(const std::string& path, bool strict = false, bool forWebLight = true);
 
 // The file's bytes; throws IesLoadError.
 std::string readIesBytes(const std::string& path);

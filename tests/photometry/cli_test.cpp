@@ -103,6 +103,9 @@ TEST_F(IesCli, BadFilesGiveOneLineAndANonZeroExit) {
         {"short.ies", "TILT=NONE\n1 1000 1 3 2 1 2 0 0 0\n1 1 40\n0 45\n", "ends early"},
         {"absurd.ies", "TILT=NONE\n1 1000 1 99999 99999 1 2 0 0 0\n", "absurd angle counts"},
         {"binary.ies", std::string("TILT=NONE\n\0\xff\xfe garbage", 21), "is not a number"},
+        // Wv = 1 − 2·trunc(−180/999) = 1: the library would divide by zero for the step.
+        {"wide.ies", "TILT=NONE\n1 1000 1 2 1 1 2 0 0 0\n1 1 40\n1 1000\n0\n5 6\n",
+         "vertical angles 1 .. 1000 give a web texture side of 1 (the web light needs 2 to 4097)"},
     };
     for (const Row& row : rows) {
         const fs::path path = dir_ / row.name;

@@ -183,15 +183,34 @@ TEST(IESTextures, InitShaderNeedsAShaderAndARecord) {
     EXPECT_TRUE(p->file.webTexels().empty());
 }
 
-TEST(IESTextures, PathologicalAngleListsStayBounded) {
-    // Nearly equal angles would ask for ~10⁸ texels; descending ones for a negative size.
-    const auto fine = parse(lamp({0, 1e-6f, 2e-6f}, {0}, [](int, int) { return 1.0f; }));
-    const auto down = parse(lamp({90, 0}, {0}, [](int, int) { return 1.0f; }));
+TEST(IESTextures, SizesAreNotClampedAndZeroStepsAreNotGuarded) {
+    // Vertical 1 and 1000: Wv = 1 − 2·trunc(−180/999) = 1, so Δθ = 180/0 = ∞ and θ₀ = 0·∞ is NaN.
+    // Deliberate: NaN passes both range tests and the walk runs off the end, so the one texel
+    // of each row is the last vertical sample: 1 cd of a 2 cd maximum.
+    const auto wide = parse(lamp({1, 1000}, {0}, [](int, int v) { return v == 0 ? 2.0f : 1.0f; }));
     std::int32_t wv = 0, hh = 0;
-    fine->file.generateTextureTypeC(wv, hh);
-    EXPECT_EQ(wv, IESFile::kMaxTextureSide);
+    wide->file.generateTextureTypeC(wv, hh);
+    EXPECT_EQ(wv, 1);
+    EXPECT_EQ(hh, 2);
+    ASSERT_EQ(wide->file.webTexels().size(), 2u);
+    EXPECT_EQ(wide->file.webTexels()[0], 0.5f);
+    EXPECT_EQ(wide->file.webTexels()[1], 0.5f);
+
+    // Descending: 1 − 2·trunc((−180/−90)·1) = −3; no array of that size, and no tables.
+    const auto down = parse(lamp({90, 0}, {0}, [](int, int) { return 1.0f; }));
     down->file.generateTextureTypeC(wv, hh);
-    EXPECT_EQ(wv, 2);
+    EXPECT_EQ(wv, -3);
+    EXPECT_TRUE(down->file.webTexels().empty());
+    down->file.generateIESLightCDF(wv, hh);
+    EXPECT_TRUE(down->file.phiCdf().empty());
+
+    // Equal ends give an infinite side; nearly equal ones a side no texture could have. Only the
+    // sizes are asked for: hosts check them before generating.
+    const float equal[] = {10, 10};
+    EXPECT_EQ(IESFile::textureSide(equal, 2, 180.0), HUGE_VAL);
+    const float fine[] = {0, 1e-6f, 2e-6f};
+    EXPECT_GT(IESFile::textureSide(fine, 3, 180.0), 1e8);
+    EXPECT_EQ(IESFile::textureSide(fine, 1, 180.0), 2.0);  // one angle
 }
 
 }  // namespace
