@@ -103,7 +103,11 @@ const std::vector<GalleryPreset> kPresets = {
     {"vexa_kelo_Mtl_MetallicPaint",
      R"j({"params": {"u_preset": 4, "u_flakeSize": 0.004, "u_peelAmount": 0.008}})j"},
     {"vexa_kelo_Mtl_Mirror", R"j({"params": {"u_tintColor": [0.95, 0.93, 0.9]}})j"},
-    {"vexa_kelo_Mtl_Ward", "{\"params\": {" + kWardBase + "}}"},
+    // The reflectivity curve lets the diffuse layer show head-on; the lobe is stretched along
+    // the sphere's latitudes.
+    {"vexa_kelo_Mtl_Ward",
+     "{\"params\": {" + kWardBase +
+         R"j(, "u_brdfCurvePower": 5, "u_anisotropyValue": 0.25, "u_reflectGlossyValue": 0.4}})j"},
     {"vexa_kelo_Mtl_Ward_120b7820",
      wardVariant(kDiffuseOn, {{kDiffuseTree, "Noise(const, const)"}}, {})},
     {"vexa_kelo_Mtl_Ward_33632204",
