@@ -103,6 +103,29 @@ void BM_TextureAndCdfFullSphere(benchmark::State& state) {
 }
 BENCHMARK(BM_TextureAndCdfFullSphere)->Unit(benchmark::kMillisecond);
 
+// Cost per texel against the angle count: a 37 × 73 lamp and a 721 × 1441 one (1441 × 2881
+// texels), in the same run. The searches bisect, so the two should cost about the same per texel.
+void BM_WebAndCdfPerTexel(benchmark::State& state) {
+    const auto nV = static_cast<float>(state.range(0));
+    const auto nH = static_cast<float>(state.range(1));
+    Reading r;
+    const std::string text = lamp(180.0f / (nV - 1), 360.0f / (nH - 1), 360.0f);
+    r.file.read(text.c_str());
+    std::int32_t wv = 0, hh = 0;
+    for (auto _ : state) {
+        r.file.generateTextureTypeC(wv, hh);
+        r.file.generateIESLightCDF(wv, hh);
+        benchmark::DoNotOptimize(r.file.phiCdf().data());
+    }
+    const double texels = static_cast<double>(wv) * hh;
+    state.counters["ns_per_texel"] = benchmark::Counter(
+        texels, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.SetLabel(std::to_string(r.file.data()->verticalAngleCount) + "x" +
+                   std::to_string(r.file.data()->horizontalAngleCount) + " angles, " +
+                   std::to_string(wv) + "x" + std::to_string(hh) + " texels");
+}
+BENCHMARK(BM_WebAndCdfPerTexel)->Args({37, 73})->Args({721, 1441})->Unit(benchmark::kMillisecond);
+
 void BM_TextureAndCdfLargestFile(benchmark::State& state) {
     std::string name;
     Reading r;

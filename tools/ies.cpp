@@ -3,6 +3,7 @@
 // the web texture, the light's CDF tables and a polar candela plot.
 #include <cairo/cairo.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -206,21 +207,31 @@ std::string withExtension(const std::string& path, const char* extension) {
     return p.string();
 }
 
+// The preview keeps at most this many texels per side (every n-th texel of a finer texture): it
+// is for looking at, and encoding a fine lamp's full texture as PNG cost more than making it.
+constexpr int kPreviewSide = 1024;
+
 void writeWeb(const std::string& out, IESFile& file, const Tables& t) {
     if (!vkimage::hasExtension(out, ".exr")) {
         throw Failure(out + ": --web writes an OpenEXR file; give a name ending in .exr");
     }
     vkimage::Image linear(t.wv, t.hh);
-    vkimage::Image preview(t.wv, t.hh);
     const auto& texels = file.webTexels();
     for (int y = 0; y < t.hh; ++y) {
         for (int x = 0; x < t.wv; ++x) {
             const float v = texels[static_cast<std::size_t>(y) * t.wv + x];
             linear.at(x, y) = {v, v, v, 1.0f};
-            preview.at(x, y) = falseColour(v);
         }
     }
-    vkimage::writeImage(out, linear);
+    const int stride = (std::max(t.wv, t.hh) + kPreviewSide - 1) / kPreviewSide;
+    vkimage::Image preview((t.wv + stride - 1) / stride, (t.hh + stride - 1) / stride);
+    for (int y = 0; y < preview.height; ++y) {
+        for (int x = 0; x < preview.width; ++x) {
+            preview.at(x, y) = falseColour(linear.at(x * stride, y * stride).x);
+        }
+    }
+    // Uncompressed: deflating a fine lamp's float texels took several times as long as making them.
+    vkimage::writeExr(out, linear, false);
     vkimage::writeImage(withExtension(out, ".png"), preview);
 }
 
@@ -237,7 +248,7 @@ void writeCdf(const std::string& out, IESFile& file, const Tables& t) {
                               file.thetaCdf()[static_cast<std::size_t>(x)], 0.0f, 1.0f};
         }
     }
-    vkimage::writeImage(out, image);
+    vkimage::writeExr(out, image, false);
 }
 
 double niceCeiling(double value) {

@@ -106,10 +106,13 @@ void writePng(const std::string& path, const Image& image, ToneMap toneMap, floa
     commit(temporary, path);
 }
 
-void writeExr(const std::string& path, const Image& image) {
+void writeExr(const std::string& path, const Image& image, bool compress) {
     const std::string temporary = temporaryBeside(path);
     try {
         Imf::Header header(image.width, image.height);
+        if (!compress) {
+            header.compression() = Imf::NO_COMPRESSION;
+        }
         header.channels().insert("R", Imf::Channel(Imf::FLOAT));
         header.channels().insert("G", Imf::Channel(Imf::FLOAT));
         header.channels().insert("B", Imf::Channel(Imf::FLOAT));

@@ -43,7 +43,9 @@ void writeImage(const std::string& path, const Image& image, ToneMap toneMap = T
                 float exposure = 1.0f);
 void writePng(const std::string& path, const Image& image, ToneMap toneMap = ToneMap::Clamp,
               float exposure = 1.0f);
-void writeExr(const std::string& path, const Image& image);
+// ZIP-compressed unless `compress` is false (for data textures whose deflate would cost more
+// than making them).
+void writeExr(const std::string& path, const Image& image, bool compress = true);
 
 // Reads PNG, JPEG (sRGB, converted to linear) or EXR (linear). Throws ImageError naming the
 // file and the problem.
