@@ -36,6 +36,8 @@ struct Options {
     std::string web;
     std::string cdf;
     std::string plot;
+    std::string applyTilt;
+    bool grid = false;
 };
 
 const char* typeName(int type) {
@@ -93,6 +95,187 @@ std::string quoted(const std::string& text) {
     return out + "\"";
 }
 
+// --- Tilt -------------------------------------------------------------------------------------
+
+const char* geometryName(int geometry) {
+    switch (geometry) {
+        case 1: return "lamp vertical, base up or down";
+        case 2: return "lamp horizontal along the 0-180 degree plane";
+        case 3: return "lamp horizontal along the 90-270 degree plane";
+        default: return "unknown geometry";
+    }
+}
+
+// The factor at a tilt angle: linear between the table's angles, the end values beyond them.
+double tiltFactor(const vkhost::TiltData& t, double angle) {
+    const std::size_t n = t.angles.size();
+    if (angle <= t.angles[0]) return t.factors[0];
+    for (std::size_t k = 1; k < n; ++k) {
+        if (angle <= t.angles[k]) {
+            const double a0 = t.angles[k - 1], a1 = t.angles[k];
+            const double f = a1 > a0 ? (angle - a0) / (a1 - a0) : 1.0;
+            return t.factors[k - 1] + f * (t.factors[k] - t.factors[k - 1]);
+        }
+    }
+    return t.factors[n - 1];
+}
+
+// Sine and cosine of an angle in degrees, exact at multiples of 90 degrees, so that directions in
+// and across the photometric planes get exact tilt angles.
+double sinDegrees(double a) {
+    const double r = std::fmod(a, 360.0);
+    if (r == 0.0 || r == 180.0 || r == -180.0) return 0.0;
+    if (r == 90.0 || r == -270.0) return 1.0;
+    if (r == 270.0 || r == -90.0) return -1.0;
+    return std::sin(a * M_PI / 180.0);
+}
+double cosDegrees(double a) { return sinDegrees(a + 90.0); }
+
+// The tilt angle of the direction (θ from nadir, φ the horizontal angle, type C) for the
+// lamp-to-luminaire geometry: the direction's angle from the nadir measured in the plane the
+// tilt turns the lamp in. A vertical lamp (1) tilts the same in every plane, so the angle is θ;
+// a horizontal lamp along the 0-180 plane (2) is tilted by turning in that plane, so the angle
+// is the direction's projection onto it, atan2(sin θ cos φ, cos θ); along the 90-270 plane (3)
+// the same with sin φ. A direction along the axis the tilt turns about (projection 0, 0) takes
+// no tilt.
+double tiltAngle(int geometry, double theta, double phi) {
+    if (geometry == 1) {
+        return theta;
+    }
+    const double across = sinDegrees(theta) * (geometry == 2 ? cosDegrees(phi) : sinDegrees(phi));
+    return std::fabs(std::atan2(across, cosDegrees(theta))) * 180.0 / M_PI;
+}
+
+std::string tiltSummary(const vkhost::TiltData& t) {
+    if (t.source == "NONE") {
+        return "none";
+    }
+    std::string out = t.source == "INCLUDE" ? std::string("INCLUDE")
+                                            : "from file " + t.filePath;
+    if (!t.present()) {
+        return out + " (not read: " + t.problem + ")";
+    }
+    float low = t.factors[0], high = t.factors[0];
+    for (const float f : t.factors) {
+        low = std::min(low, f);
+        high = std::max(high, f);
+    }
+    return out + ", geometry " + std::to_string(t.geometry) + " (" + geometryName(t.geometry) +
+           "), " + std::to_string(t.angles.size()) + " angles " + number(t.angles.front()) +
+           " .. " + number(t.angles.back()) + ", factors " + number(low) + " .. " +
+           number(high) + "; the web light ignores tilt (--apply-tilt bakes it in)";
+}
+
+// --- Flux --------------------------------------------------------------------------------------
+
+struct Flux {
+    bool computed = false;
+    double total = 0.0;                 // lm, candela × multiplier over the sphere
+    std::vector<double> zones;          // 18 zones of 10 degrees from the nadir
+    double rated = 0.0;                 // lamps × lumens per lamp (≤ 0 for absolute photometry)
+};
+
+// Zonal lumens from the grid (type C): at each vertical angle the mean candela over the circle
+// (trapezoids between horizontal angles; the covered part stands for the whole under the
+// symmetries, a full list closes the circle), linear between vertical angles, integrated as
+// ∫ I(θ) sin θ dθ · 2π in steps of 0.05 degrees.
+Flux fluxOf(const IESFileData& d) {
+    Flux flux;
+    flux.rated = static_cast<double>(d.lampCount) * d.lumensPerLamp;
+    if (d.photometricType != 1) {
+        return flux;
+    }
+    const int nV = d.verticalAngleCount, nH = d.horizontalAngleCount;
+    const double scale = d.candelaMultiplier;
+    std::vector<double> mean(static_cast<std::size_t>(nV), 0.0);
+    for (int v = 0; v < nV; ++v) {
+        auto cd = [&](int h) { return static_cast<double>(d.candelas[h * nV + v]) * scale; };
+        if (nH == 1 || d.symmetryMode == 3) {
+            mean[v] = cd(0);
+            continue;
+        }
+        double area = 0.0;
+        for (int h = 0; h + 1 < nH; ++h) {
+            area += 0.5 * (cd(h) + cd(h + 1)) * (d.horizontalAngles[h + 1] - d.horizontalAngles[h]);
+        }
+        double span = static_cast<double>(d.horizontalAngles[nH - 1]) - d.horizontalAngles[0];
+        if (d.symmetryMode == 0 && span < 360.0) {
+            const double gap = 360.0 - span;  // the circle closes from the last angle to the first
+            area += 0.5 * (cd(nH - 1) + cd(0)) * gap;
+            span = 360.0;
+        }
+        mean[v] = span > 0.0 ? area / span : cd(0);
+    }
+    auto meanAt = [&](double theta) {
+        if (theta < d.verticalAngles[0] || theta > d.verticalAngles[nV - 1]) return 0.0;
+        for (int v = 0; v + 1 < nV; ++v) {
+            const double a = d.verticalAngles[v], b = d.verticalAngles[v + 1];
+            if (theta <= b) {
+                return b > a ? mean[v] + (theta - a) / (b - a) * (mean[v + 1] - mean[v]) : mean[v];
+            }
+        }
+        return mean[nV - 1];
+    };
+    constexpr double kStep = 0.05;
+    constexpr double kDegree = M_PI / 180.0;
+    flux.zones.assign(18, 0.0);
+    for (int k = 0; k < 3600; ++k) {
+        const double theta = (k + 0.5) * kStep;
+        const double lumens =
+            meanAt(theta) * std::sin(theta * kDegree) * kStep * kDegree * 2.0 * M_PI;
+        flux.zones[static_cast<std::size_t>(k / 200)] += lumens;
+        flux.total += lumens;
+    }
+    flux.computed = true;
+    return flux;
+}
+
+bool fluxDiffers(const Flux& f) {
+    return f.computed && f.rated > 0.0 && std::fabs(f.total - f.rated) > 0.05 * f.rated;
+}
+
+std::string fluxSummary(const Flux& f, const IESFileData& d) {
+    if (!f.computed) {
+        return "not computed for photometric type " + std::string(typeName(d.photometricType));
+    }
+    std::string out = number(std::round(f.total * 10.0) / 10.0) + " lm from the grid (candela x " +
+                      "multiplier)";
+    if (f.rated <= 0.0) {
+        return out + "; no rated lamp lumens (absolute photometry)";
+    }
+    char ratio[64];
+    std::snprintf(ratio, sizeof ratio, "%.1f %%", 100.0 * f.total / f.rated);
+    out += ", rated " + std::to_string(d.lampCount) + " x " + number(d.lumensPerLamp) + " = " +
+           number(f.rated) + " lm, grid/rated " + ratio;
+    if (fluxDiffers(f)) {
+        out += " -- differs by more than 5 %";
+    }
+    return out;
+}
+
+// --- Grid --------------------------------------------------------------------------------------
+
+// The candela table as the file gives it (before the multiplier): a header row of horizontal
+// angles, then one row per vertical angle.
+std::string gridCsv(const IESFileData& d) {
+    const int nV = d.verticalAngleCount, nH = d.horizontalAngleCount;
+    std::string out = "vertical\\horizontal";
+    for (int h = 0; h < nH; ++h) out.append(",").append(number(d.horizontalAngles[h]));
+    out += '\n';
+    for (int v = 0; v < nV; ++v) {
+        out += number(d.verticalAngles[v]);
+        for (int h = 0; h < nH; ++h) out.append(",").append(number(d.candelas[h * nV + v]));
+        out += '\n';
+    }
+    return out;
+}
+
+std::string jsonNumbers(const float* values, int count) {
+    std::string out = "[";
+    for (int i = 0; i < count; ++i) out += (i ? ", " : "") + number(values[i]);
+    return out + "]";
+}
+
 void printSummary(const std::string& path, const Loaded& loaded, bool strict) {
     const IESFileData& d = *loaded.file->data();
     const int nV = d.verticalAngleCount;
@@ -120,6 +303,14 @@ void printSummary(const std::string& path, const Loaded& loaded, bool strict) {
     std::cout << "  symmetry " << d.symmetryMode << " (" << symmetryName(d.symmetryMode) << ")\n";
     std::cout << "  maximum candela " << number(d.maxCandela) << " (x multiplier "
               << number(static_cast<double>(d.maxCandela) * d.candelaMultiplier) << ")\n";
+    std::cout << "  tilt " << tiltSummary(loaded.tilt) << '\n';
+    std::cout << "  flux " << fluxSummary(fluxOf(d), d) << '\n';
+    try {
+        const vkhost::WebSize size = vkhost::checkedWebSize(d);
+        std::cout << "  web texture " << size.wv << " x " << size.hh << '\n';
+    } catch (const IesLoadError& e) {
+        std::cout << "  web texture none: " << e.what() << '\n';
+    }
     const auto keywords = keywordsOf(d);
     std::cout << "  keywords " << keywords.size() << '\n';
     for (const std::string& k : keywords) {
@@ -127,7 +318,7 @@ void printSummary(const std::string& path, const Loaded& loaded, bool strict) {
     }
 }
 
-std::string jsonOf(const std::string& path, const Loaded& loaded, bool strict) {
+std::string jsonOf(const std::string& path, const Loaded& loaded, bool strict, bool grid) {
     const IESFileData& d = *loaded.file->data();
     const int nV = d.verticalAngleCount;
     const int nH = d.horizontalAngleCount;
@@ -160,7 +351,44 @@ std::string jsonOf(const std::string& path, const Loaded& loaded, bool strict) {
     for (std::size_t i = 0; i < keywords.size(); ++i) {
         o << (i ? ", " : "") << quoted(keywords[i]);
     }
-    o << "]}";
+    o << "]";
+    const vkhost::TiltData& t = loaded.tilt;
+    o << ", \"tilt\": {\"source\": " << quoted(t.source);
+    if (t.source != "NONE" && t.source != "INCLUDE") {
+        o << ", \"file\": " << quoted(t.filePath);
+    }
+    if (!t.problem.empty()) {
+        o << ", \"problem\": " << quoted(t.problem);
+    }
+    if (t.present()) {
+        o << ", \"geometry\": " << t.geometry << ", \"angles\": "
+          << jsonNumbers(t.angles.data(), static_cast<int>(t.angles.size()))
+          << ", \"factors\": "
+          << jsonNumbers(t.factors.data(), static_cast<int>(t.factors.size()))
+          << ", \"ignoredByWebLight\": true";
+    }
+    o << "}";
+    const Flux flux = fluxOf(d);
+    o << ", \"flux\": {\"computed\": " << (flux.computed ? "true" : "false");
+    if (flux.computed) {
+        o << ", \"lumens\": " << number(flux.total) << ", \"zones\": [";
+        for (std::size_t z = 0; z < flux.zones.size(); ++z) {
+            o << (z ? ", " : "") << "{\"from\": " << 10 * z << ", \"to\": " << 10 * (z + 1)
+              << ", \"lumens\": " << number(flux.zones[z]) << "}";
+        }
+        o << "]";
+    }
+    o << ", \"ratedLumens\": " << number(flux.rated)
+      << ", \"differsFromRated\": " << (fluxDiffers(flux) ? "true" : "false") << "}";
+    if (grid) {
+        o << ", \"grid\": {\"vertical\": " << jsonNumbers(d.verticalAngles, nV)
+          << ", \"horizontal\": " << jsonNumbers(d.horizontalAngles, nH) << ", \"candela\": [";
+        for (int h = 0; h < nH; ++h) {
+            o << (h ? ", " : "") << jsonNumbers(d.candelas + static_cast<std::size_t>(h) * nV, nV);
+        }
+        o << "]}";
+    }
+    o << "}";
     return o.str();
 }
 
@@ -402,10 +630,88 @@ void writePlot(const std::string& out, const std::string& title, const IESFile& 
     }
 }
 
+// Numbers on lines of at most 255 characters.
+void appendWrapped(std::string& out, const float* values, std::size_t count) {
+    std::string line;
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::string n = number(values[i]);
+        if (!line.empty() && line.size() + 1 + n.size() > 255) {
+            out += line + '\n';
+            line.clear();
+        }
+        line += (line.empty() ? "" : " ") + n;
+    }
+    out += line + '\n';
+}
+
+// The lamp in canonical layout with each candela value multiplied by the tilt factor of its
+// direction, and TILT=NONE; written beside the target and renamed.
+void writeTilted(const std::string& out, const std::string& path, const Loaded& loaded) {
+    const IESFileData& d = *loaded.file->data();
+    const vkhost::TiltData& t = loaded.tilt;
+    if (!t.present()) {
+        throw Failure(path + ": --apply-tilt: the lamp has no tilt data" +
+                      (t.problem.empty() ? std::string() : " (" + t.problem + ")"));
+    }
+    if (t.geometry < 1 || t.geometry > 3) {
+        throw Failure(path + ": --apply-tilt: lamp-to-luminaire geometry " +
+                      std::to_string(t.geometry) + " is not 1, 2 or 3");
+    }
+    if (d.photometricType != 1) {
+        throw Failure(path + ": --apply-tilt: only type C lamps carry tilt data");
+    }
+    const int nV = d.verticalAngleCount, nH = d.horizontalAngleCount;
+    std::string text = "IESNA:LM-63-2002\n";
+    for (const std::string& k : keywordsOf(d)) {
+        if (k.rfind("IESNA", 0) != 0) text += k + '\n';
+    }
+    text += "[OTHER] tilt factors (geometry " + std::to_string(t.geometry) +
+            ") multiplied into the candela values\nTILT=NONE\n";
+    const float luminaire[10] = {static_cast<float>(d.lampCount), d.lumensPerLamp,
+                                 d.candelaMultiplier, static_cast<float>(nV),
+                                 static_cast<float>(nH), static_cast<float>(d.photometricType),
+                                 static_cast<float>(d.unitsType), d.width, d.length, d.height};
+    appendWrapped(text, luminaire, 10);
+    const float ballast[3] = {d.ballastFactor, d.ballastLampFactor, d.inputWatts};
+    appendWrapped(text, ballast, 3);
+    appendWrapped(text, d.verticalAngles, static_cast<std::size_t>(nV));
+    appendWrapped(text, d.horizontalAngles, static_cast<std::size_t>(nH));
+    std::vector<float> row(static_cast<std::size_t>(nV));
+    for (int h = 0; h < nH; ++h) {
+        for (int v = 0; v < nV; ++v) {
+            const double factor =
+                tiltFactor(t, tiltAngle(t.geometry, d.verticalAngles[v], d.horizontalAngles[h]));
+            row[static_cast<std::size_t>(v)] =
+                static_cast<float>(static_cast<double>(d.candelas[h * nV + v]) * factor);
+        }
+        appendWrapped(text, row.data(), row.size());
+    }
+    const std::string temporary = out + ".partial";
+    {
+        std::ofstream file(temporary, std::ios::binary);
+        file << text;
+        file.close();
+        if (!file) {
+            std::error_code ignored;
+            fs::remove(temporary, ignored);
+            throw Failure(out + ": cannot write the tilted lamp");
+        }
+    }
+    std::error_code error;
+    fs::rename(temporary, out, error);
+    if (error) {
+        fs::remove(temporary, error);
+        throw Failure(out + ": cannot write the tilted lamp: " + error.message());
+    }
+}
+
 void run(const Options& options) {
     const bool writes = !options.web.empty() || !options.cdf.empty() || !options.plot.empty();
-    if (writes && options.files.size() != 1) {
-        throw Failure("--web, --cdf and --plot take exactly one FILE");
+    if ((writes || !options.applyTilt.empty()) && options.files.size() != 1) {
+        throw Failure("--web, --cdf, --plot and --apply-tilt take exactly one FILE");
+    }
+    if (options.grid && !options.json && options.files.size() != 1) {
+        throw Failure("--grid prints one CSV table: give one FILE, or add --json");
     }
     int failed = 0;
     std::string lastError;
@@ -414,9 +720,19 @@ void run(const Options& options) {
         try {
             Loaded loaded = vkhost::loadIes(path, options.strict, writes);
             if (options.json) {
-                json.push_back(jsonOf(path, loaded, options.strict));
+                json.push_back(jsonOf(path, loaded, options.strict, options.grid));
+            } else if (options.grid) {
+                std::cout << gridCsv(*loaded.file->data());
             } else {
                 printSummary(path, loaded, options.strict);
+            }
+            const vkhost::TiltData& tilt = loaded.tilt;
+            if (!tilt.problem.empty()) {
+                std::fprintf(stderr, "vexakelo: warning: %s: tilt file %s: %s; tilt ignored\n",
+                             path.c_str(), tilt.filePath.c_str(), tilt.problem.c_str());
+            }
+            if (!options.applyTilt.empty()) {
+                writeTilted(options.applyTilt, path, loaded);
             }
             if (writes) {
                 IESFile& file = *loaded.file;
@@ -472,6 +788,12 @@ void setupIes(CLI::App& app) {
     sub->add_option("--cdf", options->cdf,
                     "write the CDF tables to OUT.exr (red: phi CDF, green: theta CDF per column)");
     sub->add_option("--plot", options->plot, "write a polar candela plot to OUT.png");
+    sub->add_flag("--grid", options->grid,
+                  "print the candela table as CSV (vertical angles down, horizontal across), or "
+                  "add it to --json");
+    sub->add_option("--apply-tilt", options->applyTilt,
+                    "write OUT.ies: the lamp with its tilt factors multiplied into the candela "
+                    "values (geometries 1-3) and TILT=NONE");
     sub->callback([options] { run(*options); });
 }
 

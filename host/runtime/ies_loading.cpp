@@ -1,6 +1,11 @@
 #include "ies_loading.h"
 
+#include <strings.h>
+
+#include <cctype>
 #include <cerrno>
+#include <cmath>
+#include <cstdlib>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -61,6 +66,95 @@ std::wstring widen(const std::string& utf8) {
     return out;
 }
 
+// Numbers of a tilt block: geometry, pair count, angles, factors. "" when complete, else why not.
+std::string parseTiltNumbers(const char* p, const char* end, TiltData& tilt) {
+    std::vector<float> numbers;
+    std::size_t wanted = 2;
+    while (numbers.size() < wanted) {
+        while (p != end && (std::isspace(static_cast<unsigned char>(*p)) || *p == ',')) ++p;
+        if (p == end) {
+            return "the tilt data ends after " + std::to_string(numbers.size()) + " numbers";
+        }
+        const char* wordEnd = p;
+        while (wordEnd != end && !std::isspace(static_cast<unsigned char>(*wordEnd)) &&
+               *wordEnd != ',') {
+            ++wordEnd;
+        }
+        const std::string word(p, wordEnd);
+        char* stop = nullptr;
+        const float value = std::strtof(word.c_str(), &stop);
+        if (stop != word.c_str() + word.size() || !std::isfinite(value)) {
+            std::string problem = "'";
+            problem.append(word, 0, 40);
+            problem += "' in the tilt data is not a number";
+            return problem;
+        }
+        numbers.push_back(value);
+        if (numbers.size() == 2) {
+            if (!(value >= 1.0f && value <= 100000.0f)) {
+                return "the tilt data announces " + word + " angles";
+            }
+            wanted = 2 + 2 * static_cast<std::size_t>(value);
+        }
+        p = wordEnd;
+    }
+    tilt.geometry = static_cast<int>(numbers[0]);
+    const auto n = static_cast<std::ptrdiff_t>((numbers.size() - 2) / 2);
+    tilt.angles.assign(numbers.begin() + 2, numbers.begin() + 2 + n);
+    tilt.factors.assign(numbers.begin() + 2 + n, numbers.end());
+    return "";
+}
+
+// The TILT= line of a lamp text and, for INCLUDE or a named file, the block it gives.
+TiltData readTilt(const std::string& text, const std::string& lampPath) {
+    TiltData tilt;
+    std::size_t at = 0;
+    while (at < text.size()) {
+        std::size_t eol = text.find_first_of("\r\n", at);
+        if (eol == std::string::npos) eol = text.size();
+        std::size_t first = at;
+        while (first < eol && (text[first] == ' ' || text[first] == '\t')) ++first;
+        if (eol - first >= 5 && strncasecmp(text.c_str() + first, "TILT=", 5) == 0) {
+            std::string value = text.substr(first + 5, eol - first - 5);
+            while (!value.empty() && std::isspace(static_cast<unsigned char>(value.back()))) {
+                value.pop_back();
+            }
+            while (!value.empty() && std::isspace(static_cast<unsigned char>(value.front()))) {
+                value.erase(value.begin());
+            }
+            if (strcasecmp(value.c_str(), "NONE") == 0) {
+                return tilt;
+            }
+            if (strcasecmp(value.c_str(), "INCLUDE") == 0) {
+                tilt.source = "INCLUDE";
+                const std::string problem =
+                    parseTiltNumbers(text.data() + eol, text.data() + text.size(), tilt);
+                if (!problem.empty()) {
+                    throw IesLoadError(problem);
+                }
+                return tilt;
+            }
+            tilt.source = value;
+            const fs::path named(value);
+            tilt.filePath =
+                (named.is_absolute() ? named : fs::path(lampPath).parent_path() / named).string();
+            try {
+                const std::string bytes = readIesBytes(tilt.filePath);
+                tilt.problem = parseTiltNumbers(bytes.data(), bytes.data() + bytes.size(), tilt);
+            } catch (const IesLoadError& e) {
+                tilt.problem = e.what();
+            }
+            if (!tilt.problem.empty()) {
+                tilt.angles.clear();
+                tilt.factors.clear();
+            }
+            return tilt;
+        }
+        at = eol + 1;
+    }
+    return tilt;
+}
+
 }  // namespace
 
 WebSize checkedWebSize(const IESFileData& d) {
@@ -92,12 +186,14 @@ LoadedIes loadIes(const std::string& path, bool strict, bool forWebLight) {
             loaded.reader = std::make_unique<IESFile::GuardedReader>(
                 IESFile::GuardedReader::Source::File);
             loaded.file = std::make_unique<IESFile>(loaded.reader.get());
+            loaded.tilt = readTilt(bytes, path);
             loaded.file->read(widen(path));
             if (!loaded.reader->failure().empty()) {
                 throw IesLoadError(loaded.reader->failure());
             }
         } else {
             const IESFile::Canonical canonical = IESFile::canonicalize(bytes);
+            loaded.tilt = readTilt(canonical.text, path);
             loaded.canonical = canonical.describe();
             loaded.changes = canonical.changes;
             loaded.reader = std::make_unique<IESFile::GuardedReader>(

@@ -7,6 +7,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "photometry/ies_file.h"
 
@@ -17,11 +18,24 @@ struct IesLoadError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// The lamp's tilt block (LM-63): multiplying factors by tilt angle for a lamp-to-luminaire
+// geometry. The library skips these numbers; the tools report them and can bake them in.
+struct TiltData {
+    std::string source = "NONE";  // "NONE", "INCLUDE" or the file the TILT= line names
+    std::string filePath;         // that file, resolved beside the lamp ("" otherwise)
+    std::string problem;          // why a named file's data is missing ("" when read)
+    int geometry = 0;             // 1 lamp vertical, 2 and 3 lamp horizontal
+    std::vector<float> angles;    // degrees
+    std::vector<float> factors;
+    bool present() const { return !angles.empty(); }
+};
+
 struct LoadedIes {
     std::unique_ptr<IESFile::GuardedReader> reader;
     std::unique_ptr<IESFile> file;
     std::string canonical;  // what the canonicaliser changed ("" under strict)
     std::uint32_t changes = 0;
+    TiltData tilt;
 };
 
 // Largest file accepted.
