@@ -2,12 +2,45 @@
 // for a full-sphere lamp, and the cost of one sampler call per symmetry.
 #include <benchmark/benchmark.h>
 
+#include <malloc.h>
+
+#include <atomic>
+#include <cstdlib>
 #include <filesystem>
+#include <new>
 #include <fstream>
 #include <memory>
 #include <sstream>
 
 #include "photometry/ies_file.h"
+
+// Heap accounting for the memory benchmark: every operator new of the process (the library's
+// included) goes through these, which track the live bytes and their peak.
+namespace heap {
+std::atomic<std::size_t> live{0};
+std::atomic<std::size_t> peak{0};
+void* take(std::size_t n) {
+    void* p = std::malloc(n == 0 ? 1 : n);
+    if (p == nullptr) throw std::bad_alloc();
+    const std::size_t now = live += malloc_usable_size(p);
+    std::size_t seen = peak.load();
+    while (now > seen && !peak.compare_exchange_weak(seen, now)) {
+    }
+    return p;
+}
+void give(void* p) {
+    if (p == nullptr) return;
+    live -= malloc_usable_size(p);
+    std::free(p);
+}
+}  // namespace heap
+
+void* operator new(std::size_t n) { return heap::take(n); }
+void* operator new[](std::size_t n) { return heap::take(n); }
+void operator delete(void* p) noexcept { heap::give(p); }
+void operator delete[](void* p) noexcept { heap::give(p); }
+void operator delete(void* p, std::size_t) noexcept { heap::give(p); }
+void operator delete[](void* p, std::size_t) noexcept { heap::give(p); }
 
 namespace {
 
@@ -87,6 +120,55 @@ void BM_ParseRawBuffer(benchmark::State& state) {
     state.SetLabel(name);
 }
 BENCHMARK(BM_ParseRawBuffer)->Unit(benchmark::kMillisecond);
+
+// A 721 × 1441 lamp of about 9 MiB: values with three decimals, as measured files give them.
+std::string fineLampText() {
+    std::string out = "IESNA:LM-63-2002\n[TEST] fine\nTILT=NONE\n1 -1 1 721 1441 1 2 0 0 0\n1 1 100\n";
+    char number[32];
+    for (int i = 0; i < 721; ++i) out += std::to_string(i * 0.25) + ' ';
+    out += '\n';
+    for (int j = 0; j < 1441; ++j) out += std::to_string(j * 0.25) + ' ';
+    out += '\n';
+    for (int j = 0; j < 1441; ++j) {
+        for (int i = 0; i < 721; ++i) {
+            std::snprintf(number, sizeof number, "%.3f ", 500.0 + (i * 37 + j * 11) % 4000 * 0.173);
+            out += number;
+        }
+        out += '\n';
+    }
+    return out;
+}
+
+// Peak heap of canonicalising and reading the 9 MiB lamp, the file's bytes included, as a
+// multiple of the file's size: with the bytes kept to the end (argument 1) and, as the host's
+// loader does, released once canonicalised (argument 0).
+void BM_CanonicaliseAndReadPeakHeap(benchmark::State& state) {
+    const bool keepBytes = state.range(0) != 0;
+    double ratio = 0.0;
+    std::size_t size = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        std::string bytes = fineLampText();
+        size = bytes.size();
+        const std::size_t before = heap::live.load() - bytes.capacity();
+        heap::peak = heap::live.load();
+        state.ResumeTiming();
+        {
+            const IESFile::Canonical canonical = IESFile::canonicalize(bytes);
+            if (!keepBytes) {
+                std::string().swap(bytes);
+            }
+            Reading r;
+            r.file.read(canonical.text.c_str());
+            benchmark::DoNotOptimize(r.file.data()->maxCandela);
+        }
+        ratio = static_cast<double>(heap::peak.load() - before) / static_cast<double>(size);
+    }
+    state.counters["peak_per_file_byte"] = ratio;
+    state.counters["file_MiB"] = static_cast<double>(size) / (1 << 20);
+    state.SetLabel(keepBytes ? "file bytes kept" : "file bytes released after canonicalising");
+}
+BENCHMARK(BM_CanonicaliseAndReadPeakHeap)->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond)->Iterations(3);
 
 // V 0..180 step 2.5, H 0..360 step 5: 145 × 145 texels.
 void BM_TextureAndCdfFullSphere(benchmark::State& state) {

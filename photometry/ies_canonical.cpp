@@ -3,6 +3,7 @@
 #include <cctype>
 #include <cstdio>
 #include <sstream>
+#include <string_view>
 
 #include "photometry/ies_file.h"
 #include "photometry/ies_parts.h"
@@ -14,63 +15,84 @@ constexpr std::size_t kMaxLine = 255;
 // luminaire line when the tilt block is read as ordinary text.
 constexpr std::size_t kTiltNumbersPerLine = 8;
 
-struct SourceLine {
-    std::string text;  // without its ending
-    bool hadCarriageReturn = false;
-};
+// The text's lines one at a time, without their endings: LF, CR LF and a lone CR each end a
+// line, zero bytes are dropped (a zero would end the text early for a buffer read), and a last
+// line without an ending counts only when it holds something. Views into the text where possible,
+// so nothing proportional to the file is copied.
+class LineCursor {
+public:
+    explicit LineCursor(const std::string& text) : text_(text) {}
 
-struct Token {
-    std::string text;  // as written, or reformatted when the source token held several numbers
-    float value = 0.0f;
-    std::size_t line = 0;  // index into the source lines
-};
-
-std::vector<SourceLine> splitLines(const std::string& text, bool& sawCarriageReturn) {
-    std::vector<SourceLine> lines;
-    SourceLine current;
-    bool pending = false;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char c = text[i];
-        if (c == '\n' || c == '\r') {
-            current.hadCarriageReturn = c == '\r';
-            if (c == '\r') {
+    bool next(std::string_view& line) {
+        const std::size_t size = text_.size();
+        if (pos_ >= size) {
+            return false;
+        }
+        const std::size_t start = pos_;
+        std::size_t i = start;
+        bool zero = false;
+        bool any = false;
+        while (i < size && text_[i] != '\n' && text_[i] != '\r') {
+            if (text_[i] == '\0') {
+                zero = true;
+            } else {
+                any = true;
+            }
+            ++i;
+        }
+        const std::size_t end = i;
+        if (i == size) {
+            pos_ = size;
+            if (!any) {
+                return false;
+            }
+        } else {
+            if (text_[i] == '\r') {
                 sawCarriageReturn = true;
-                if (i + 1 < text.size() && text[i + 1] == '\n') {
+                if (i + 1 < size && text_[i + 1] == '\n') {
                     ++i;
                 }
             }
-            lines.push_back(std::move(current));
-            current = SourceLine();
-            pending = false;
-            continue;
+            pos_ = i + 1;
         }
-        if (c == '\0') {
-            continue;  // a zero byte would end the text early for a buffer read
+        if (zero) {
+            scratch_.clear();
+            for (std::size_t k = start; k < end; ++k) {
+                if (text_[k] != '\0') scratch_.push_back(text_[k]);
+            }
+            line = scratch_;
+        } else {
+            line = std::string_view(text_).substr(start, end - start);
         }
-        current.text.push_back(c);
-        pending = true;
+        ++index;
+        return true;
     }
-    if (pending) {
-        lines.push_back(std::move(current));
-    }
-    return lines;
-}
+
+    bool sawCarriageReturn = false;
+    std::size_t index = 0;  // lines handed out so far
+
+private:
+    const std::string& text_;
+    std::size_t pos_ = 0;
+    std::string scratch_;
+};
 
 bool isSeparator(char c) {
     return c == ' ' || c == '\t' || c == '\v' || c == '\f' || c == ',';
 }
 
-std::string upper(std::string s) {
+std::string upper(std::string_view view) {
+    std::string s(view);
     for (char& c : s) {
         c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     }
     return s;
 }
 
-std::string trimWhite(const std::string& s) {
+std::string_view trimWhite(std::string_view s) {
     const std::size_t first = s.find_first_not_of(" \t\v\f");
-    if (first == std::string::npos) {
-        return std::string();
+    if (first == std::string_view::npos) {
+        return std::string_view();
     }
     const std::size_t last = s.find_last_not_of(" \t\v\f");
     return s.substr(first, last - first + 1);
@@ -82,29 +104,49 @@ std::string formatFloat(float value) {
     return buffer;
 }
 
-// Numbers written one after another, wrapped onto lines of at most 255 characters.
-void appendWrapped(std::vector<std::string>& out, const std::vector<Token>& tokens,
-                   std::size_t begin, std::size_t end, std::size_t perLine = 0) {
-    std::string line;
-    std::size_t onLine = 0;
-    for (std::size_t i = begin; i < end; ++i) {
-        const std::string& t = tokens[i].text;
-        const bool full = perLine != 0 && onLine == perLine;
-        if (!line.empty() && (full || line.size() + 1 + t.size() > kMaxLine)) {
-            out.push_back(std::move(line));
-            line.clear();
-            onLine = 0;
-        }
-        if (!line.empty()) {
-            line.push_back(' ');
-        }
-        line += t;
-        ++onLine;
+// Writes the numbers of the canonical layout as they are read: each section (a tilt list, the
+// luminaire line, the ballast line, an angle list, a candela row) starts a line, and a section's
+// numbers wrap onto lines of at most 255 characters (or `perLine` numbers); the luminaire line
+// never wraps.
+class Emitter {
+public:
+    explicit Emitter(std::string& out) : out_(out) {}
+
+    void startSection(std::size_t perLine, bool wraps) {
+        finishLine();
+        perLine_ = perLine;
+        wraps_ = wraps;
     }
-    if (!line.empty()) {
-        out.push_back(std::move(line));
+
+    void add(std::string_view token) {
+        const bool full = perLine_ != 0 && onLine_ == perLine_;
+        if (onLine_ != 0 && wraps_ && (full || lineLength_ + 1 + token.size() > kMaxLine)) {
+            finishLine();
+        }
+        if (onLine_ != 0) {
+            out_.push_back(' ');
+            ++lineLength_;
+        }
+        out_.append(token);
+        lineLength_ += token.size();
+        ++onLine_;
     }
-}
+
+    void finishLine() {
+        if (onLine_ != 0) {
+            out_.push_back('\n');
+        }
+        onLine_ = 0;
+        lineLength_ = 0;
+    }
+
+private:
+    std::string& out_;
+    std::size_t perLine_ = 0;
+    bool wraps_ = true;
+    std::size_t onLine_ = 0;
+    std::size_t lineLength_ = 0;
+};
 
 // Integers as text without std::to_string, whose digit table would leave the library as a
 // unique global symbol.
@@ -141,53 +183,62 @@ std::string IESFile::Canonical::describe() const {
     return out;
 }
 
+// One pass over the text: header lines are copied, the numbers after the TILT line are
+// written into their canonical lines as they are read, and only a handful of positions are
+// remembered for the report, so the memory used is the text plus the canonical text.
 IESFile::Canonical IESFile::canonicalize(const std::string& text) {
     Canonical result;
-    bool sawCr = false;
-    const std::vector<SourceLine> lines = splitLines(text, sawCr);
-    if (sawCr) {
-        result.changes |= kLineEndings;
-    }
+    std::string& out = result.text;
+    out.reserve(text.size() + 64);
+    LineCursor cursor(text);
+    std::string_view line;
 
     // The TILT line ends the free-form part of the file.
-    std::size_t tiltLine = lines.size();
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        const std::string t = trimWhite(lines[i].text);
+    bool tiltFound = false;
+    while (cursor.next(line)) {
+        const std::string_view t = trimWhite(line);
         if (t.size() >= 5 && upper(t.substr(0, 5)) == "TILT=") {
-            tiltLine = i;
+            tiltFound = true;
             break;
         }
+        out.append(line);
+        out.push_back('\n');
     }
-    if (tiltLine == lines.size()) {
+    if (!tiltFound) {
         fail("no TILT= line: not an LM-63 photometric file");
     }
-    std::vector<std::string> out;
-    for (std::size_t i = 0; i < tiltLine; ++i) {
-        out.push_back(lines[i].text);
-    }
-    const std::string tiltValue = trimWhite(trimWhite(lines[tiltLine].text).substr(5));
+    const std::string tiltValue(trimWhite(trimWhite(line).substr(5)));
     const bool tiltInclude = upper(tiltValue) == "INCLUDE";
     const std::string tiltText = "TILT=" + (tiltInclude || upper(tiltValue) == "NONE"
                                                 ? upper(tiltValue)
                                                 : tiltValue);
-    if (tiltText != lines[tiltLine].text) {
+    if (tiltText != line) {
         result.changes |= kTiltLine;
     }
-    out.push_back(tiltText);
+    out += tiltText;
+    out.push_back('\n');
 
-    // Every number after the TILT line, in order.
-    std::vector<Token> tokens;
+    // Every number after the TILT line, in order, straight into its canonical line.
+    Emitter emit(out);
+    std::size_t count = 0;  // numbers read
     std::size_t needed = 10 + 3;
     std::size_t tiltCount = 0;
     bool haveCounts = false;
-    std::size_t lastLine = tiltLine;
+    std::size_t lastLine = cursor.index - 1;
     std::size_t stopColumn = 0;  // where the last needed number ended on lastLine
     bool complete = false;
     std::int32_t nV = 0;
     std::int32_t nH = 0;
     std::size_t tiltNumbers = tiltInclude ? 2 : 0;
-    for (std::size_t li = tiltLine + 1; li < lines.size() && !complete; ++li) {
-        const std::string& s = lines[li].text;
+    std::size_t previousLine = 0;      // line of the number before this one
+    std::size_t luminaireLine = 0;     // line of the first luminaire number
+    std::string formatted;
+    std::vector<float> values;
+    float countV = 0.0f;
+    float countH = 0.0f;
+    while (!complete && cursor.next(line)) {
+        const std::size_t li = cursor.index - 1;
+        const std::string_view s = line;
         if (s.size() > kMaxLine) {
             result.changes |= kLongLines;
         }
@@ -206,54 +257,101 @@ IESFile::Canonical IESFile::canonicalize(const std::string& text) {
             while (end < s.size() && !isSeparator(s[end])) {
                 ++end;
             }
-            const std::string word = s.substr(pos, end - pos);
-            std::vector<float> values;
+            const std::string_view word = s.substr(pos, end - pos);
+            values.clear();
             bool whole = true;
             float v = 0.0f;
             if (parsePlainFloat(word.data(), word.data() + word.size(), v)) {
                 values.push_back(v);
             } else {
-                std::istringstream in(word);
+                std::istringstream in{std::string(word)};
                 while (in >> v) {
                     values.push_back(v);
                 }
                 whole = in.eof();
             }
             if (values.empty() || !whole) {
-                fail("line " + decimal(li + 1) + ": '" + word.substr(0, 40) +
-                     "' is not a number (" + decimal(tokens.size()) +
-                     " numbers read, more expected)");
+                fail("line " + decimal(static_cast<long long>(li + 1)) + ": '" +
+                     std::string(word.substr(0, 40)) + "' is not a number (" +
+                     decimal(static_cast<long long>(count)) + " numbers read, more expected)");
             }
             if (values.size() > 1) {
                 result.changes |= kNumbersRewritten;
             }
             for (std::size_t vi = 0; vi < values.size(); ++vi) {
                 const float value = values[vi];
-                tokens.push_back({values.size() == 1 ? word : formatFloat(value), value, li});
+                const std::size_t k = count;  // this number's index
+                ++count;
                 // Tilt block: geometry, pair count N, then 2N numbers.
-                if (tiltInclude && tokens.size() == 2) {
+                if (tiltInclude && count == 2) {
                     const std::int32_t pairs = truncateToInt(value);
                     if (pairs < 0 || pairs > kMaxAngleCount) {
-                        fail("line " + decimal(li + 1) + ": absurd tilt pair count " +
-                             word);
+                        fail("line " + decimal(static_cast<long long>(li + 1)) +
+                             ": absurd tilt pair count " + std::string(word));
                     }
                     tiltCount = static_cast<std::size_t>(pairs);
                     tiltNumbers = 2 + 2 * tiltCount;
                 }
                 const std::size_t lum = tiltNumbers;
-                if (!haveCounts && tokens.size() == lum + 10) {
-                    nV = truncateToInt(tokens[lum + 3].value);
-                    nH = truncateToInt(tokens[lum + 4].value);
+                // Where this number goes: a section that starts here starts a line.
+                if (tiltInclude && k < 2) {
+                    emit.startSection(0, true);
+                } else if (tiltInclude && k < lum) {
+                    if (k == 2 || k == 2 + tiltCount) {
+                        emit.startSection(kTiltNumbersPerLine, true);
+                    }
+                } else if (k == lum) {
+                    emit.startSection(0, false);
+                    luminaireLine = li;
+                    // The luminaire line must have been one line of exactly ten numbers already.
+                    if (extractNumbers(std::string(s)).size() != 10) {
+                        result.changes |= kLuminaireJoined;
+                    }
+                } else if (k == lum + 9) {
+                    if (li != luminaireLine) {
+                        result.changes |= kLuminaireJoined;
+                    }
+                } else if (k >= lum + 10) {
+                    const std::size_t rows = lum + 13 + static_cast<std::size_t>(nV) +
+                                             static_cast<std::size_t>(nH);
+                    const bool starts =
+                        k == lum + 10 || k == lum + 13 ||
+                        k == lum + 13 + static_cast<std::size_t>(nV) ||
+                        (k >= rows && (k - rows) % static_cast<std::size_t>(nV) == 0);
+                    if (starts) {
+                        emit.startSection(0, true);
+                        // A section that shared a line with the one before it had to be moved
+                        // onto a line of its own; wrapping within a section is fine.
+                        if (li == previousLine) {
+                            result.changes |= kRegrouped;
+                        }
+                    }
+                }
+                if (values.size() == 1) {
+                    emit.add(word);
+                } else {
+                    formatted = formatFloat(value);
+                    emit.add(formatted);
+                }
+                previousLine = li;
+                if (k == lum + 3) {
+                    countV = value;
+                } else if (k == lum + 4) {
+                    countH = value;
+                }
+                if (!haveCounts && count == lum + 10) {
+                    nV = truncateToInt(countV);
+                    nH = truncateToInt(countH);
                     if (nV < 1 || nH < 1 || nV > kMaxAngleCount || nH > kMaxAngleCount ||
                         static_cast<std::int64_t>(nV) * nH > kMaxCandelaCount) {
-                        fail("line " + decimal(li + 1) + ": absurd angle counts " +
-                             decimal(nV) + " x " + decimal(nH));
+                        fail("line " + decimal(static_cast<long long>(li + 1)) +
+                             ": absurd angle counts " + decimal(nV) + " x " + decimal(nH));
                     }
                     haveCounts = true;
                     needed = 10 + 3 + static_cast<std::size_t>(nV) + static_cast<std::size_t>(nH) +
                              static_cast<std::size_t>(nV) * static_cast<std::size_t>(nH);
                 }
-                if (haveCounts && tokens.size() == tiltNumbers + needed) {
+                if (haveCounts && count == tiltNumbers + needed) {
                     complete = true;
                     if (vi + 1 != values.size()) {
                         result.changes |= kTrailingDropped;  // numbers left in the same word
@@ -265,82 +363,28 @@ IESFile::Canonical IESFile::canonicalize(const std::string& text) {
             lastLine = li;
             stopColumn = end;
         }
-    }
-    if (!complete) {
-        const std::string what = !haveCounts ? "the luminaire line" : "the candela values";
-        fail("the data ends early: " + decimal(tokens.size()) + " numbers after the TILT " +
-             "line, " + what + " incomplete");
-    }
-
-    // What follows the last candela value is dropped.
-    const std::string rest = lines[lastLine].text.substr(stopColumn);
-    if (rest.find_first_not_of(" \t\v\f,") != std::string::npos) {
-        result.changes |= kTrailingDropped;
-    }
-    result.droppedLines = static_cast<int>(lines.size() - 1 - lastLine);
-    if (result.droppedLines > 0) {
-        result.changes |= kTrailingDropped;
-    }
-
-    // The canonical numeric layout.
-    std::vector<std::string> data;
-    std::size_t at = 0;
-    if (tiltInclude) {
-        appendWrapped(data, tokens, 0, 1);
-        appendWrapped(data, tokens, 1, 2);
-        appendWrapped(data, tokens, 2, 2 + tiltCount, kTiltNumbersPerLine);
-        appendWrapped(data, tokens, 2 + tiltCount, 2 + 2 * tiltCount, kTiltNumbersPerLine);
-        at = 2 + 2 * tiltCount;
-    }
-    const std::size_t lumBegin = at;
-    {
-        std::string lum;
-        for (std::size_t i = at; i < at + 10; ++i) {
-            lum += (i == at ? "" : " ") + tokens[i].text;
-        }
-        data.push_back(lum);
-        // The luminaire line must have been one line of exactly ten numbers already.
-        const std::size_t source = tokens[at].line;
-        if (tokens[at + 9].line != source ||
-            extractNumbers(lines[source].text).size() != 10) {
-            result.changes |= kLuminaireJoined;
-        }
-        at += 10;
-    }
-    appendWrapped(data, tokens, at, at + 3);
-    at += 3;
-    appendWrapped(data, tokens, at, at + static_cast<std::size_t>(nV));
-    at += static_cast<std::size_t>(nV);
-    appendWrapped(data, tokens, at, at + static_cast<std::size_t>(nH));
-    at += static_cast<std::size_t>(nH);
-    for (std::int32_t h = 0; h < nH; ++h) {
-        appendWrapped(data, tokens, at, at + static_cast<std::size_t>(nV));
-        at += static_cast<std::size_t>(nV);
-    }
-
-    // A section (ballast, each angle list, each candela row) that shared a line with the one
-    // before it had to be moved onto a line of its own; wrapping within a section is fine.
-    {
-        std::vector<std::size_t> starts = {lumBegin + 10, lumBegin + 13,
-                                           lumBegin + 13 + static_cast<std::size_t>(nV)};
-        std::size_t row = starts.back() + static_cast<std::size_t>(nH);
-        for (std::int32_t h = 0; h < nH; ++h, row += static_cast<std::size_t>(nV)) {
-            starts.push_back(row);
-        }
-        for (const std::size_t s : starts) {
-            if (tokens[s].line == tokens[s - 1].line) {
-                result.changes |= kRegrouped;
-                break;
+        if (complete) {
+            // What follows the last candela value is dropped.
+            const std::string_view rest = s.substr(stopColumn);
+            if (rest.find_first_not_of(" \t\v\f,") != std::string_view::npos) {
+                result.changes |= kTrailingDropped;
             }
         }
     }
-
-    for (std::string& line : data) {
-        out.push_back(std::move(line));
+    if (!complete) {
+        const std::string what = !haveCounts ? "the luminaire line" : "the candela values";
+        fail("the data ends early: " + decimal(static_cast<long long>(count)) +
+             " numbers after the TILT line, " + what + " incomplete");
     }
-    for (const std::string& line : out) {
-        result.text += line;
-        result.text.push_back('\n');
+    emit.finishLine();
+    while (cursor.next(line)) {
+    }
+    result.droppedLines = static_cast<int>(cursor.index - 1 - lastLine);
+    if (result.droppedLines > 0) {
+        result.changes |= kTrailingDropped;
+    }
+    if (cursor.sawCarriageReturn) {
+        result.changes |= kLineEndings;
     }
     return result;
 }

@@ -223,7 +223,7 @@ IESFile::GuardedReader::GuardedReader(Source source, int pastEndBudget)
     if (source_ == Source::File) {
         inner_ = new STLTextReader;
     } else {
-        inner_ = new BufferReader;
+        inner_ = new InPlaceBufferReader;
     }
 }
 
@@ -231,7 +231,7 @@ IESFile::GuardedReader::~GuardedReader() {
     if (source_ == Source::File) {
         delete static_cast<STLTextReader*>(inner_);
     } else {
-        delete static_cast<BufferReader*>(inner_);
+        delete static_cast<InPlaceBufferReader*>(inner_);
     }
 }
 

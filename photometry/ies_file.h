@@ -117,6 +117,7 @@ public:
     // An ITextReader over a file or a buffer that reads exactly as the library's plain readers
     // do (same lines, same end, same failed state after an over-long file line) but throws
     // EndlessRead once the data has been read past its end more than `pastEndBudget` times.
+    // A buffer is read where it lies, not copied: keep it alive and unchanged while reading.
     class VYR_API GuardedReader final : public ITextReader {
     public:
         enum class Source { File, Buffer };

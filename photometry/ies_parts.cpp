@@ -1,3 +1,4 @@
+#include <algorithm>
 #include "photometry/ies_parts.h"
 
 #include <cctype>
@@ -272,7 +273,16 @@ void IESPartCandelas::parse(const std::string& line) {
         if (!accepts(line)) {
             break;
         }
-        grid.push_back(number);
+        if (gridSize == gridCapacity) {
+            // Double up to the grid's size: at most the grid and half of it live while growing.
+            const std::size_t cells = static_cast<std::size_t>(nV) * static_cast<std::size_t>(nH);
+            const std::size_t grown = std::min(cells, std::max<std::size_t>(1024, 2 * gridCapacity));
+            std::unique_ptr<float[]> larger(new float[grown]);
+            std::copy(grid.get(), grid.get() + gridSize, larger.get());
+            grid = std::move(larger);
+            gridCapacity = grown;
+        }
+        grid[gridSize++] = number;
         ++vi;
         if (vi == nV) {
             vi = 0;
@@ -285,12 +295,15 @@ void IESPartCandelas::apply(IESFileData* data) {
     const std::size_t count = (nV > 0 && nH > 0)
                                   ? static_cast<std::size_t>(nV) * static_cast<std::size_t>(nH)
                                   : 0;
+    // Copied, not handed over: a later read applies these parts again.
     float* array = count > 0 ? new float[count]() : nullptr;
+    if (array != nullptr) {
+        std::copy(grid.get(), grid.get() + std::min(gridSize, count), array);
+    }
     delete[] data->candelas;
     data->candelas = array;
     for (std::size_t i = 0; i < count; ++i) {
-        const float value = i < grid.size() ? grid[i] : 0.0f;
-        array[i] = value;
+        const float value = array[i];
         if (value > data->maxCandela) {
             data->maxCandela = value;
         }

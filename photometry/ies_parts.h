@@ -165,7 +165,10 @@ private:
     std::int32_t hi = 0;
     // The grid row after row (h * nV + v). Values arrive in exactly that order, so the grid grows
     // as they are read instead of being allocated from the header's counts; unread cells are 0.
-    std::vector<float> grid;
+    // It never grows past nV × nH.
+    std::unique_ptr<float[]> grid;
+    std::size_t gridSize = 0;
+    std::size_t gridCapacity = 0;
 };
 
 class IESPartContents final : public IIESPart {

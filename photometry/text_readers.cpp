@@ -1,5 +1,7 @@
 #include "photometry/text_readers.h"
 
+#include <cstring>
+
 bool BufferReader::open(const void* source) {
     text.assign(static_cast<const char*>(source));
     cursor = text.begin();
@@ -18,6 +20,22 @@ const char* BufferReader::readLine() {
         }
         line.push_back(byte);
     }
+    return line.c_str();
+}
+
+bool InPlaceBufferReader::open(const void* source) {
+    text = static_cast<const char*>(source);
+    size = std::strlen(text);
+    position = 0;
+    return true;
+}
+
+const char* InPlaceBufferReader::readLine() {
+    const char* start = text + position;
+    const char* end = text + size;
+    const char* stop = static_cast<const char*>(std::memchr(start, '\n', size - position));
+    line.assign(start, stop != nullptr ? stop : end);
+    position = stop != nullptr ? static_cast<std::size_t>(stop - text) + 1 : size;
     return line.c_str();
 }
 

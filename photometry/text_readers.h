@@ -28,6 +28,24 @@ private:
 // Reads a file named by a wide path as a text-mode stream does: a carriage return right before a
 // line-feed is dropped, a line is at most 255 characters, and a longer one comes back cut and
 // leaves the stream failed (every later line empty, the end never reported).
+// Reads a zero-terminated text where it lies, as BufferReader reads its copy: same lines, same end,
+// same readChar. The text must outlive the reads (the guarded reader's buffer mode, whose caller
+// holds the text for the whole read; a copy would double the memory of a large file).
+class InPlaceBufferReader final : public ITextReader {
+public:
+    bool open(const void* source) override;
+    void close() override {}
+    bool isEof() override { return position == size; }
+    const char* readLine() override;
+    signed char readChar() override { return static_cast<signed char>(text[position]); }
+
+private:
+    const char* text = "";
+    std::size_t size = 0;
+    std::size_t position = 0;
+    std::string line;
+};
+
 class STLTextReader final : public ITextReader {
 public:
     static constexpr int kLineBufferSize = 256;

@@ -36,12 +36,15 @@ std::string readIesBytes(const std::string& path) {
     if (!in) {
         throw IesLoadError(std::string("cannot open: ") + std::strerror(errno));
     }
-    std::ostringstream bytes;
-    bytes << in.rdbuf();
+    // Read straight into a string of the file's size: a string stream would hold the text two or
+    // three times over on the way.
+    std::string bytes(static_cast<std::size_t>(size), '\0');
+    in.read(bytes.data(), static_cast<std::streamsize>(size));
+    bytes.resize(static_cast<std::size_t>(in.gcount()));
     if (in.bad()) {
         throw IesLoadError("read error");
     }
-    return bytes.str();
+    return bytes;
 }
 
 namespace {
@@ -179,7 +182,7 @@ WebSize checkedWebSize(const IESFileData& d) {
 
 LoadedIes loadIes(const std::string& path, bool strict, bool forWebLight) {
     LoadedIes loaded;
-    const std::string bytes = readIesBytes(path);
+    std::string bytes = readIesBytes(path);
     try {
         if (strict) {
             // The raw file through the plain file reader, guarded.
@@ -193,6 +196,7 @@ LoadedIes loadIes(const std::string& path, bool strict, bool forWebLight) {
             }
         } else {
             const IESFile::Canonical canonical = IESFile::canonicalize(bytes);
+            std::string().swap(bytes);  // the canonical text is all the read needs
             loaded.tilt = readTilt(canonical.text, path);
             loaded.canonical = canonical.describe();
             loaded.changes = canonical.changes;
