@@ -59,13 +59,13 @@ struct WardRoughness {
     float ay;
 };
 
-// What computeWardColors yields for light on the viewer's side (flag 1) and from behind (flag 0).
+// What computeWardColors yields for light on the viewer's side (flag 1) and the diffuse for light
+// from behind (flag 0); the transmission of flag 0 serves only shadow rays (see shadow).
 struct WardColors {
     Vec3f Cd;        // diffuse, flag 1
     Vec3f Cs;        // specular
     Vec3f Ct;        // transmission, flag 1
     Vec3f CdBehind;  // translucent diffuse, flag 0
-    Vec3f CtBehind;  // transmission, flag 0
 };
 
 namespace ward {
@@ -227,11 +227,11 @@ struct WardShading {
         Cd = (1.0f - R) * Cd;
 
         if (!p.transparency) {
-            return {Cd, Cs, {0.0f, 0.0f, 0.0f}, {0.0f, 0.0f, 0.0f}, {0.0f, 0.0f, 0.0f}};
+            return {Cd, Cs, {0.0f, 0.0f, 0.0f}, {0.0f, 0.0f, 0.0f}};
         }
         const ward::Transmission t = ward::transmission(p, uv, R);
         const float ts = t.tau * t.sigma;
-        return {(1.0f - t.tau) * Cd, Cs, t.front, {ts * Cd.x, ts * Cd.y, ts * Cd.z}, t.behind};
+        return {(1.0f - t.tau) * Cd, Cs, t.front, {ts * Cd.x, ts * Cd.y, ts * Cd.z}};
     }
 
     // The cosine factor of a light direction: against Nf, or against the bumped N.
