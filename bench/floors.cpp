@@ -7,68 +7,18 @@
 
 #include <cmath>
 #include <cstdio>
-#include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
-#include "material_presets.h"
-#include "parameters.h"
-#include "scripted_context.h"
-#include "shader_library.h"
+#include "bench/bench_support.h"
 #include "tests/support/ward_trees.h"
-#include "vyr/vyr.h"
-#include "vyr_host.h"
 
 namespace {
 
-const vkhost::ShaderLibrary& library() {
-    static const vkhost::ShaderLibrary lib;
-    return lib;
-}
-
-// A small RGB texture for every map, as scenes bind them.
-const vyr::TextureHandle& mapTexture() {
-    static const vyr::TextureHandle handle = [] {
-        std::vector<float> texels;
-        for (int i = 0; i < 16 * 16 * 3; ++i) {
-            texels.push_back(static_cast<float>(i % 13) / 13.0f);
-        }
-        vyr::TextureHandle h = vyr::host::createTexture();
-        vyr::TextureDescriptor d;
-        d.format = 3;
-        d.width = 16;
-        d.height = 16;
-        d.data = texels.data();
-        vyr::host::textureOf(h)->build(d);
-        return h;
-    }();
-    return handle;
-}
-
-void configure(vkhost::ScriptedContext& ctx) {
-    ctx.recording = false;
-    ctx.rayResult = ctx.straightResult = {0.5f, 0.5f, 0.5f};
-    ctx.glossyReflectionResult = ctx.glossyRefractionResult = {0.5f, 0.5f, 0.5f};
-    ctx.shadowResult = {0.7f, 0.7f, 0.7f};
-    ctx.randoms = {0.2f, 0.7f, 0.4f, 0.9f, 0.05f};
-    ctx.setLights({{{0.0f, 0.6f, 0.8f}, 1.0f, {1.0f, 1.0f, 1.0f}, nullptr}});
-}
-
-// A camera ray 37 degrees off the normal of the z = 0 plane, or a light call at 3 units.
-vyr::ShadingState materialState() {
-    vyr::ShadingState s = vkhost::makeState();
-    s.rayDir = {0.6f, 0.0f, -0.8f};
-    s.rayOrigin = {-0.6f, 0.0f, 0.8f};
-    s.tangent = {1.0f, 0.0f, 0.0f};
-    s.bitangent = {0.0f, 1.0f, 0.0f};
-    s.uv = {0.3f, 0.6f};
-    s.bsdfDir = {0.0f, 0.6f, 0.8f};
-    for (auto& r : s.lobeRequest) {
-        r = 1;
-    }
-    return s;
-}
+using vkbench::configureContext;
+using vkbench::library;
+using vkbench::materialState;
 
 vyr::ShadingState lightState() {
     vyr::ShadingState s = vkhost::makeState();
@@ -111,15 +61,9 @@ struct Row {
 };
 
 void runSlot(benchmark::State& bench, const Row& row) {
-    const vkhost::ShaderPtr shader = library().create(row.shader);
-    const vkhost::ShaderLayout layout = vkhost::declareLayout(shader.get());
-    vkhost::ParameterBlock block(row.shader, layout, shader.get());
-    for (const auto& [key, value] : row.params) {
-        block.set(key, value);
-    }
-    block.applyTo(shader.get());
+    const vkhost::ShaderPtr shader = vkbench::makeShader(row.shader, row.params);
     vkhost::ScriptedContext ctx;
-    configure(ctx);
+    configureContext(ctx);
     const vyr::ShadingState base = row.light ? lightState() : materialState();
     const auto* m = static_cast<const vyr::MaterialShader*>(shader.get());
     const int kind = shader->getShaderKind();
@@ -152,8 +96,8 @@ void runSlot(benchmark::State& bench, const Row& row) {
 // them as it overlaps a slot's independent steps: the floor is what the calls cost at best.
 void runFloor(benchmark::State& bench, const Floor& c) {
     vkhost::ScriptedContext ctx;
-    configure(ctx);
-    const vyr::Texture* const map = mapTexture().get();
+    configureContext(ctx);
+    const vyr::Texture* const map = vkbench::bitmap().get();
     float x = 0.37f;
     for (auto _ : bench) {
         benchmark::DoNotOptimize(x);
@@ -207,7 +151,7 @@ void runFloor(benchmark::State& bench, const Floor& c) {
 }
 
 std::vector<Row> rows() {
-    const vyr::TextureHandle& map = mapTexture();
+    const vyr::TextureHandle& map = vkbench::bitmap();
     const vkhost::ParameterList shadowMap = {
         {"cast_shadows", true}, {"useShadowColMap", true}, {"shadowColMap", map}};
     auto with = [](vkhost::ParameterList a, const vkhost::ParameterList& b) {

@@ -4,21 +4,9 @@
 // price of a feature reads as the difference.
 #include <benchmark/benchmark.h>
 
-#include <string>
-#include <utility>
-#include <vector>
-
-#include "parameters.h"
-#include "scripted_context.h"
-#include "shader_library.h"
-#include "vyr/vyr.h"
+#include "bench/bench_support.h"
 
 namespace {
-
-const vkhost::ShaderLibrary& library() {
-    static const vkhost::ShaderLibrary lib;
-    return lib;
-}
 
 using Values = std::vector<std::pair<const char*, vkhost::ParamValue>>;
 
@@ -35,48 +23,23 @@ const Values kFullPaint = {{"u_flakeDensity", 1.0f}, {"u_flakeSize", 0.5f},
                            {"u_coatRoughness", 0.2f}, {"u_peelAmount", 0.01f},
                            {"u_coatColor", vyr::Vec3f{0.9f, 0.8f, 0.7f}}};
 
-struct Setup {
-    vkhost::ShaderPtr shader;
-    vkhost::ScriptedContext ctx;
-    vyr::ShadingState state;
-
-    Setup(const std::string& name, const Values& values) : shader(library().create(name)) {
-        const vkhost::ShaderLayout layout = vkhost::declareLayout(shader.get());
-        vkhost::ParameterBlock block(name, layout, shader.get());
-        for (const auto& [key, value] : values) {
-            block.set(key, value);
-        }
-        block.applyTo(shader.get());
-        ctx.recording = false;
-        ctx.rayResult = {0.5f, 0.5f, 0.5f};
-        ctx.straightResult = {0.5f, 0.5f, 0.5f};
-        ctx.randoms = {0.2f, 0.7f, 0.4f, 0.9f, 0.05f};
-        ctx.setLights({{{0.0f, 0.6f, 0.8f}, 1.0f, {1.0f, 1.0f, 1.0f}, nullptr}});
-        state = vkhost::makeState();
-        state.rayDir = {0.6f, 0.0f, -0.8f};
-        state.rayOrigin = {-0.6f, 0.0f, 0.8f};
-        state.tangent = {1.0f, 0.0f, 0.0f};
-        state.bitangent = {0.0f, 1.0f, 0.0f};
-        state.uv = {0.3f, 0.6f};
-        state.bsdfDir = {-0.5f, 0.1f, 0.86f};
-        for (int i = 0; i < 3; ++i) {
-            state.lobeRequest[i] = 1;
-        }
-    }
-};
-
 enum class Slot { Shade, Shadow, Evaluate, Sample };
 
 void runSlot(benchmark::State& bench, const char* name, const Values& values, Slot slot) {
-    Setup setup(name, values);
-    const auto* m = static_cast<const vyr::MaterialShader*>(setup.shader.get());
+    const vkhost::ShaderPtr shader =
+        vkbench::makeShader(name, vkhost::ParameterList(values.begin(), values.end()));
+    vkhost::ScriptedContext ctx;
+    vkbench::configureContext(ctx);
+    vyr::ShadingState s = vkbench::materialState();
+    s.bsdfDir = {-0.5f, 0.1f, 0.86f};
+    const auto* m = static_cast<const vyr::MaterialShader*>(shader.get());
     for (auto _ : bench) {
-        vyr::ShadingState s = setup.state;
+        benchmark::DoNotOptimize(s);
         switch (slot) {
-            case Slot::Shade: m->shade(&setup.ctx, &s); break;
-            case Slot::Shadow: m->shadow(&setup.ctx, &s); break;
-            case Slot::Evaluate: m->evaluateBsdf(&setup.ctx, &s); break;
-            case Slot::Sample: m->sampleBsdf(&setup.ctx, &s); break;
+            case Slot::Shade: m->shade(&ctx, &s); break;
+            case Slot::Shadow: m->shadow(&ctx, &s); break;
+            case Slot::Evaluate: m->evaluateBsdf(&ctx, &s); break;
+            case Slot::Sample: m->sampleBsdf(&ctx, &s); break;
         }
         benchmark::DoNotOptimize(s);
     }
