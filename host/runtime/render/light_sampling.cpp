@@ -204,4 +204,96 @@ float domePdf(Vec3f direction, Vec3f up, Vec3f n, float normalWeight) {
     return (normalWeight * cosN + (1.0f - normalWeight) * maxf(0.0f, cosUp)) / kPiF;
 }
 
+DirectionTable::DirectionTable(int width, int height, const std::vector<float>& values)
+    : width_(width), height_(height) {
+    rowCdf_.assign(static_cast<std::size_t>(height) + 1, 0.0f);
+    cellCdf_.assign(static_cast<std::size_t>(height) * (width + 1), 0.0f);
+    density_.assign(static_cast<std::size_t>(width) * height, 0.0f);
+    std::vector<double> rowSums(static_cast<std::size_t>(height), 0.0);
+    for (int r = 0; r < height; ++r) {
+        double sum = 0.0;
+        float* cdf = &cellCdf_[static_cast<std::size_t>(r) * (width + 1)];
+        for (int c = 0; c < width; ++c) {
+            sum += std::max(0.0f, values[static_cast<std::size_t>(r) * width + c]);
+            cdf[c + 1] = static_cast<float>(sum);
+        }
+        for (int c = 1; c <= width; ++c) {
+            cdf[c] = sum > 0.0 ? static_cast<float>(cdf[c] / sum) : static_cast<float>(c) / width;
+        }
+        cdf[width] = 1.0f;
+        rowSums[static_cast<std::size_t>(r)] = sum;
+        total_ += sum;
+    }
+    if (total_ <= 0.0) {
+        return;
+    }
+    double running = 0.0;
+    for (int r = 0; r < height; ++r) {
+        running += rowSums[static_cast<std::size_t>(r)];
+        rowCdf_[static_cast<std::size_t>(r) + 1] = static_cast<float>(running / total_);
+    }
+    rowCdf_[static_cast<std::size_t>(height)] = 1.0f;
+    // Every cell spans 4 pi / (width height) of solid angle; the density is its probability
+    // over that, as the sampler realises it (from the float tables).
+    const double cellSolidAngle = 4.0 * kPiD / (static_cast<double>(width) * height);
+    for (int r = 0; r < height; ++r) {
+        const double rowProbability =
+            static_cast<double>(rowCdf_[static_cast<std::size_t>(r) + 1]) -
+            rowCdf_[static_cast<std::size_t>(r)];
+        const float* cdf = &cellCdf_[static_cast<std::size_t>(r) * (width + 1)];
+        for (int c = 0; c < width; ++c) {
+            const double p = rowProbability * (static_cast<double>(cdf[c + 1]) - cdf[c]);
+            density_[static_cast<std::size_t>(r) * width + c] =
+                static_cast<float>(p / cellSolidAngle);
+        }
+    }
+}
+
+Vec3f DirectionTable::cellCentre(int width, int height, int column, int row) {
+    const float z = 1.0f - 2.0f * (static_cast<float>(row) + 0.5f) / static_cast<float>(height);
+    const float phi = 2.0f * kPiF * (static_cast<float>(column) + 0.5f) / static_cast<float>(width);
+    const float rho = std::sqrt(maxf(0.0f, 1.0f - z * z));
+    return {rho * std::cos(phi), rho * std::sin(phi), z};
+}
+
+namespace {
+
+// The cell whose cdf interval holds u, and where u falls in it (0..1).
+int pickInterval(const float* cdf, int count, float u, float& within) {
+    const float* at = std::upper_bound(cdf + 1, cdf + count + 1, u);
+    int i = static_cast<int>(at - cdf) - 1;
+    i = std::clamp(i, 0, count - 1);
+    // Skip empty intervals a rounding u may land on.
+    while (i < count - 1 && !(cdf[i + 1] > cdf[i])) {
+        ++i;
+    }
+    const float span = cdf[i + 1] - cdf[i];
+    within = span > 0.0f ? std::clamp((u - cdf[i]) / span, 0.0f, 0x1.fffffep-1f) : 0.5f;
+    return i;
+}
+
+}  // namespace
+
+Vec3f DirectionTable::sample(float u1, float u2) const {
+    float v = 0.0f;
+    const int row = pickInterval(rowCdf_.data(), height_, u1, v);
+    float w = 0.0f;
+    const int column =
+        pickInterval(&cellCdf_[static_cast<std::size_t>(row) * (width_ + 1)], width_, u2, w);
+    const float z = 1.0f - 2.0f * (static_cast<float>(row) + v) / static_cast<float>(height_);
+    const float phi = 2.0f * kPiF * (static_cast<float>(column) + w) / static_cast<float>(width_);
+    const float rho = std::sqrt(maxf(0.0f, 1.0f - z * z));
+    return {rho * std::cos(phi), rho * std::sin(phi), z};
+}
+
+float DirectionTable::pdf(Vec3f d) const {
+    const int row = std::clamp(static_cast<int>((1.0f - d.z) * 0.5f * static_cast<float>(height_)),
+                               0, height_ - 1);
+    float phi = std::atan2(d.y, d.x);
+    phi = phi < 0.0f ? phi + 2.0f * kPiF : phi;
+    const int column = std::clamp(
+        static_cast<int>(phi / (2.0f * kPiF) * static_cast<float>(width_)), 0, width_ - 1);
+    return density_[static_cast<std::size_t>(row) * width_ + column];
+}
+
 }  // namespace vkrender

@@ -5,6 +5,8 @@
 // Densities are per unit solid angle seen from the shading point unless said otherwise.
 #pragma once
 
+#include <vector>
+
 #include "render/vec.h"
 
 namespace vkrender {
@@ -61,6 +63,33 @@ float intersectRectangle(Vec3f p, Vec3f dir, Vec3f center, Vec3f edgeU, Vec3f ed
 // u1 picks the component and is reused within it, so (u1, u2) stays one stratified pair.
 Vec3f sampleDome(Vec3f up, Vec3f n, float normalWeight, float u1, float u2);
 float domePdf(Vec3f direction, Vec3f up, Vec3f n, float normalWeight);
+
+// Directions of the whole sphere drawn in proportion to a table of values over equal-area cells:
+// `width` cells round the z axis (phi) by `height` bands of z from +1 down to -1. Built once
+// from an environment's radiance; sampling picks a band, then a cell in it, then a point
+// uniformly inside the cell.
+class DirectionTable {
+public:
+    DirectionTable() = default;
+    // values[row * width + column], row 0 the band at the top (z near +1); negative values count
+    // as zero. Empty (sample() must not be called) when every value is zero.
+    DirectionTable(int width, int height, const std::vector<float>& values);
+    bool empty() const { return total_ <= 0.0; }
+    int width() const { return width_; }
+    int height() const { return height_; }
+    // The direction of cell centre (column, row).
+    static Vec3f cellCentre(int width, int height, int column, int row);
+    Vec3f sample(float u1, float u2) const;
+    float pdf(Vec3f direction) const;
+
+private:
+    int width_ = 0;
+    int height_ = 0;
+    double total_ = 0.0;
+    std::vector<float> rowCdf_;   // height + 1 entries
+    std::vector<float> cellCdf_;  // height rows of width + 1 entries
+    std::vector<float> density_;  // per cell, per unit solid angle
+};
 
 // The power heuristic (exponent 2) of strategy a against strategy b, from their densities
 // (each already multiplied by its number of samples).

@@ -132,9 +132,47 @@ Renderer::Renderer(const Scene& scene) : scene_(scene), embree_(std::make_unique
         }
     }
     rtcCommitScene(embree_->scene);
+    buildEnvironmentTable();
 }
 
 Renderer::~Renderer() = default;
+
+void Renderer::buildEnvironmentTable() {
+    if (scene_.environment == nullptr) {
+        return;
+    }
+    // Cells of about 5.6 x 5.6 degrees, each valued by the luminance of the environment at its
+    // centre; a table that is the same everywhere is not kept (the scenery's cosine-weighted
+    // bounce is then the better sampler already).
+    constexpr int kWidth = 64;
+    constexpr int kHeight = 32;
+    const auto context = makeContext(std::max(2, scene_.settings.maxDepth));
+    std::vector<float> values(static_cast<std::size_t>(kWidth) * kHeight);
+    float lowest = std::numeric_limits<float>::infinity();
+    float highest = 0.0f;
+    for (int row = 0; row < kHeight; ++row) {
+        for (int column = 0; column < kWidth; ++column) {
+            const Vec3f d = DirectionTable::cellCentre(kWidth, kHeight, column, row);
+            const Vec3f c = context->environment({0.0f, 0.0f, 0.0f}, d, 1);
+            float y = 0.2126f * c.x + 0.7152f * c.y + 0.0722f * c.z;
+            y = std::isfinite(y) ? std::max(0.0f, y) : 0.0f;
+            values[static_cast<std::size_t>(row) * kWidth + column] = y;
+            lowest = std::min(lowest, y);
+            highest = std::max(highest, y);
+        }
+    }
+    if (!(highest > 1.05f * lowest)) {
+        return;
+    }
+    // A floor of a hundredth of the mean keeps dim cells reachable by both strategies.
+    double mean = 0.0;
+    for (const float v : values)
+        mean += v;
+    mean /= static_cast<double>(values.size());
+    for (float& v : values)
+        v += static_cast<float>(0.01 * mean);
+    environmentTable_ = DirectionTable(kWidth, kHeight, values);
+}
 
 Hit Renderer::intersect(Vec3f origin, Vec3f dir, float tNear, float tFar) const {
     RTCIntersectContext context;
@@ -162,6 +200,24 @@ Hit Renderer::intersect(Vec3f origin, Vec3f dir, float tNear, float tFar) const 
         hit.v = rh.hit.v;
     }
     return hit;
+}
+
+bool Renderer::occluded(Vec3f origin, Vec3f dir, float tNear, float tFar) const {
+    RTCIntersectContext context;
+    rtcInitIntersectContext(&context);
+    RTCRay ray{};
+    ray.org_x = origin.x;
+    ray.org_y = origin.y;
+    ray.org_z = origin.z;
+    ray.dir_x = dir.x;
+    ray.dir_y = dir.y;
+    ray.dir_z = dir.z;
+    ray.tnear = tNear;
+    ray.tfar = tFar;
+    ray.mask = 0xFFFFFFFFu;
+    rtcOccluded1(embree_->scene, &context, &ray);
+    // A blocked ray comes back with tfar = -inf.
+    return !(ray.tfar >= tNear);
 }
 
 std::unique_ptr<RenderContext> Renderer::makeContext(int maxDepth, Sampler sampler) const {
@@ -647,6 +703,10 @@ Vec3f RenderContext::trace(Vec3f origin, Vec3f dir, int depth) {
     if (hit.found) {
         return shadeHit(hit, origin, dir, depth);
     }
+    return environment(origin, dir, depth);
+}
+
+Vec3f RenderContext::environment(Vec3f origin, Vec3f dir, int depth) {
     if (scene_.environment == nullptr) {
         return {0.0f, 0.0f, 0.0f};
     }
@@ -698,7 +758,7 @@ Vec3f RenderContext::shadeScenery(const Material& material, const vyr::ShadingSt
                                   int depth) {
     const Vec3f n = dot(state.rayDir, state.geoNormal) < 0.0f ? state.normal : -state.normal;
     const bool mis = sampler_ == Sampler::LowDiscrepancy;
-    const bool bounce = depth + 1 < maxDepth_;
+    const bool canBounce = depth + 1 < maxDepth_;
     Vec3f irradiance{0.0f, 0.0f, 0.0f};
     for (const vyr::LightSample* s = mis ? sampleLights(state.position, n)
                                          : lightSamples(&state.position);
@@ -706,7 +766,7 @@ Vec3f RenderContext::shadeScenery(const Material& material, const vyr::ShadingSt
         const float c = dot(n, s->direction);
         if (c > 0.0f) {
             float weight = 1.0f;
-            if (mis && bounce) {
+            if (mis && canBounce) {
                 const float pdf = hostSample(s).pdf;
                 weight = pdf > 0.0f ? powerHeuristic(pdf, c / kPi) : 1.0f;
             }
@@ -723,7 +783,27 @@ Vec3f RenderContext::shadeScenery(const Material& material, const vyr::ShadingSt
         light.shader->light()->shade(this, &ls);
         irradiance += ls.lightColor * ls.lightShadow;
     }
-    if (bounce) {
+    const DirectionTable* table = mis && canBounce ? renderer_.environmentTable() : nullptr;
+    if (table != nullptr) {
+        // The environment sampled by its own radiance where nothing is in the way; where
+        // something is, the bounce alone brings what it sees.
+        float u[2];
+        random2(u);
+        const Vec3f dir = table->sample(u[0], u[1]);
+        const float c = dot(n, dir);
+        const float pdf = table->pdf(dir);
+        if (c > 0.0f && pdf > 0.0f) {
+            ++rays;
+            const float eps = epsilonAt(state.position);
+            if (!renderer_.occluded(state.position, dir, eps,
+                                    std::numeric_limits<float>::infinity())) {
+                const float weight = powerHeuristic(pdf, c / kPi);
+                irradiance +=
+                    (weight * c / (kPi * pdf)) * environment(state.position, dir, depth + 1);
+            }
+        }
+    }
+    if (canBounce) {
         float u[2];
         random2(u);
         Vec3f dir;
@@ -737,10 +817,16 @@ Vec3f RenderContext::shadeScenery(const Material& material, const vyr::ShadingSt
             dir = normalize(r * std::cos(phi) * t + r * std::sin(phi) * b +
                             std::sqrt(std::fmax(0.0f, 1.0f - u[0])) * n);
         }
+        const float importance = maxComponent(material.albedo);
         if (mis) {
-            irradiance += lightsAlongBounce(state.position, n, dir, dot(n, dir) / kPi);
+            const float pdf = dot(n, dir) / kPi;
+            irradiance += lightsAlongBounce(state.position, n, dir, pdf);
+            const float environmentWeight =
+                table != nullptr ? powerHeuristic(pdf, table->pdf(dir)) : 1.0f;
+            irradiance += bounce(state.position, dir, importance, environmentWeight);
+        } else {
+            irradiance += secondary(state.position, dir, importance);
         }
-        irradiance += secondary(state.position, dir, maxComponent(material.albedo));
     }
     return material.albedo * irradiance;
 }
@@ -816,6 +902,23 @@ Vec3f RenderContext::secondary(Vec3f origin, Vec3f dir, float importance) {
     const float savedWeight = pathWeight_;
     pathWeight_ = weight;
     const Vec3f c = trace(origin, dir, depth_ + 1);
+    pathWeight_ = savedWeight;
+    return c;
+}
+
+Vec3f RenderContext::bounce(Vec3f origin, Vec3f dir, float importance, float environmentWeight) {
+    const float weight = pathWeight_ * importance;
+    const int depth = depth_ + 1;
+    if (!(weight >= kMinPathWeight) || depth >= maxDepth_) {
+        return {0.0f, 0.0f, 0.0f};
+    }
+    const float savedWeight = pathWeight_;
+    pathWeight_ = weight;
+    ++rays;
+    const Hit hit =
+        renderer_.intersect(origin, dir, epsilonAt(origin), std::numeric_limits<float>::infinity());
+    const Vec3f c = hit.found ? shadeHit(hit, origin, dir, depth)
+                              : environmentWeight * environment(origin, dir, depth);
     pathWeight_ = savedWeight;
     return c;
 }

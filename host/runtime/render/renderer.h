@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "image_io.h"
+#include "render/light_sampling.h"
 #include "render/sampling.h"
 #include "render/scene.h"
 #include "render/vec.h"
@@ -87,6 +88,14 @@ public:
 
     // The nearest hit along origin + t * dir, tNear < t < tFar.
     Hit intersect(Vec3f origin, Vec3f dir, float tNear, float tFar) const;
+    // Whether any surface lies along origin + t * dir, tNear < t < tFar.
+    bool occluded(Vec3f origin, Vec3f dir, float tNear, float tFar) const;
+
+    // The environment's radiance as a table over directions, made once from its shader, for the
+    // scenery to sample it by; null when there is no environment or it is the same everywhere.
+    const DirectionTable* environmentTable() const {
+        return environmentTable_.empty() ? nullptr : &environmentTable_;
+    }
 
     // A context for one thread (tests use it to call the operations on their own).
     std::unique_ptr<RenderContext> makeContext(int maxDepth,
@@ -96,6 +105,9 @@ private:
     const Scene& scene_;
     struct Embree;
     std::unique_ptr<Embree> embree_;
+    DirectionTable environmentTable_;
+
+    void buildEnvironmentTable();
 };
 
 // The host's ShadingContext, one per render thread.
@@ -117,6 +129,8 @@ public:
     Vec3f cameraRay(Vec3f origin, Vec3f dir);
     // The radiance along a ray of the given depth: black from the depth limit on.
     Vec3f trace(Vec3f origin, Vec3f dir, int depth);
+    // What the environment's shade gives along a ray that leaves the scene (black without one).
+    Vec3f environment(Vec3f origin, Vec3f dir, int depth);
 
     // The depth of the ray being shaded; operations called now trace at depth + 1.
     int depth() const { return depth_; }
@@ -164,6 +178,9 @@ private:
     // Continues a path: the importance multiplies the weight of the path so far, and a path
     // whose weight falls below 1/1000 brings back black.
     Vec3f secondary(Vec3f origin, Vec3f dir, float importance);
+    // The scenery's bounce: as secondary, with the environment it meets weighted by
+    // `environmentWeight` (its share against the environment's own samples).
+    Vec3f bounce(Vec3f origin, Vec3f dir, float importance, float environmentWeight);
     Vec3f shadeHit(const Hit& hit, Vec3f origin, Vec3f dir, int depth);
     Vec3f shadeScenery(const Material& material, const vyr::ShadingState& state, int depth);
     // The lights the scenery's bounce direction meets, each weighted against its light samples.
