@@ -1,6 +1,7 @@
 #include "render/sampling.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 
@@ -45,22 +46,36 @@ float grad2(std::uint32_t h, float x, float y) {
     }
 }
 
-// The 32 gradients of 4D noise: three components of +-1 and one zero.
-float grad4(std::uint32_t h, float x, float y, float z, float w) {
-    const std::uint32_t g = h & 31u;
-    const float a = (g & 1u) ? -1.0f : 1.0f;
-    const float b = (g & 2u) ? -1.0f : 1.0f;
-    const float c = (g & 4u) ? -1.0f : 1.0f;
-    switch (g >> 3) {
-        case 0:
-            return a * y + b * z + c * w;
-        case 1:
-            return a * x + b * z + c * w;
-        case 2:
-            return a * x + b * y + c * w;
-        default:
-            return a * x + b * y + c * z;
+// The 32 gradients of 4D noise: three components of +-1 and one zero. Gradient g leaves out
+// axis g >> 3 and takes the signs of bits 0, 1 and 2 for the other three in order; the table
+// turns the branches on g into look-ups, summing in the same order.
+struct Gradient4 {
+    unsigned char axis[3];
+    float sign[3];
+};
+constexpr Gradient4 makeGradient4(std::uint32_t g) {
+    Gradient4 r{};
+    const std::uint32_t skipped = g >> 3;
+    int k = 0;
+    for (unsigned char axis = 0; axis < 4; ++axis) {
+        if (axis == skipped)
+            continue;
+        r.axis[k] = axis;
+        r.sign[k] = (g >> k) & 1u ? -1.0f : 1.0f;
+        ++k;
     }
+    return r;
+}
+constexpr auto kGradients4 = [] {
+    std::array<Gradient4, 32> table{};
+    for (std::uint32_t g = 0; g < 32; ++g)
+        table[g] = makeGradient4(g);
+    return table;
+}();
+
+float grad4(std::uint32_t h, const float d[4]) {
+    const Gradient4& g = kGradients4[h & 31u];
+    return g.sign[0] * d[g.axis[0]] + g.sign[1] * d[g.axis[1]] + g.sign[2] * d[g.axis[2]];
 }
 
 float toUnit(float n) {
@@ -267,10 +282,11 @@ float gradientNoise4(float x, float y, float z, float w) {
     // Sixteen corners, blended one axis at a time (x innermost).
     float values[16];
     for (int corner = 0; corner < 16; ++corner) {
-        const int o[4] = {corner & 1, (corner >> 1) & 1, (corner >> 2) & 1, (corner >> 3) & 1};
-        values[corner] =
-            grad4(hashes[corner], d[0] - static_cast<float>(o[0]), d[1] - static_cast<float>(o[1]),
-                  d[2] - static_cast<float>(o[2]), d[3] - static_cast<float>(o[3]));
+        const float offset[4] = {d[0] - static_cast<float>(corner & 1),
+                                 d[1] - static_cast<float>((corner >> 1) & 1),
+                                 d[2] - static_cast<float>((corner >> 2) & 1),
+                                 d[3] - static_cast<float>((corner >> 3) & 1)};
+        values[corner] = grad4(hashes[corner], offset);
     }
     for (int axis = 0, count = 16; axis < 4; ++axis, count /= 2) {
         for (int i = 0; i < count / 2; ++i) {
