@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <set>
@@ -40,7 +41,20 @@ std::string withSuffix(const std::string& name, std::string_view suffix) {
 
 }  // namespace
 
-std::string defaultLibraryPath() { return VEXAKELO_DEFAULT_LIBRARY; }
+std::string defaultLibraryPath() {
+#ifdef VEXAKELO_INSTALLED_LIBRARY
+    // An installed program finds the plug-in in the library directory beside its own.
+    std::error_code error;
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+    if (!error) {
+        const std::filesystem::path installed = self.parent_path() / VEXAKELO_INSTALLED_LIBRARY;
+        if (std::filesystem::exists(installed, error)) {
+            return installed.lexically_normal().string();
+        }
+    }
+#endif
+    return VEXAKELO_DEFAULT_LIBRARY;
+}
 
 std::vector<std::string> definedDynamicSymbols(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
