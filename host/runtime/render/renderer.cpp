@@ -26,12 +26,15 @@ constexpr float kMinPathWeight = 1.0e-3f;
 constexpr int kMaxShadowSurfaces = 64;
 constexpr int kTileSize = 16;
 constexpr int kDiskSegments = 96;
-// Light samples of a dome at the first hit, where they are cheaper than whole pixel samples;
-// deeper hits take one.
-constexpr std::size_t kDomeSamplesFirstHit = 2;
+// Light samples of a dome at the first hit (deeper hits take one). Two were measured no better
+// than one with the bounce's MIS share beside it, at a tenth more time.
+constexpr std::size_t kDomeSamplesFirstHit = 1;
 // The share of dome samples drawn round the surface's normal (the rest round the zenith, so
 // that the dome is covered for surfaces that also take light from behind).
 constexpr float kDomeNormalWeight = 0.5f;
+// The ratio of the environment's brightest cell to its mean from which the scenery samples the
+// environment by its table.
+constexpr double kEnvironmentPeakToMean = 16.0;
 
 // Offsets rays off the surface they leave, relative to the scene's scale at that point.
 float epsilonAt(Vec3f p) {
@@ -142,8 +145,7 @@ void Renderer::buildEnvironmentTable() {
         return;
     }
     // Cells of about 5.6 x 5.6 degrees, each valued by the luminance of the environment at its
-    // centre; a table that is the same everywhere is not kept (the scenery's cosine-weighted
-    // bounce is then the better sampler already).
+    // centre.
     constexpr int kWidth = 64;
     constexpr int kHeight = 32;
     const auto context = makeContext(std::max(2, scene_.settings.maxDepth));
@@ -161,14 +163,17 @@ void Renderer::buildEnvironmentTable() {
             highest = std::max(highest, y);
         }
     }
-    if (!(highest > 1.05f * lowest)) {
-        return;
-    }
     // A floor of a hundredth of the mean keeps dim cells reachable by both strategies.
     double mean = 0.0;
     for (const float v : values)
         mean += v;
     mean /= static_cast<double>(values.size());
+    // Only an environment with a bright spot is worth a sample of its own: for a smooth one
+    // (the daylight skies peak at about 6 times their mean) the scenery's cosine-weighted bounce
+    // is nearly as good and the extra ray and shade cost more than they save.
+    if (!(highest >= kEnvironmentPeakToMean * mean) || !(highest > lowest)) {
+        return;
+    }
     for (float& v : values)
         v += static_cast<float>(0.01 * mean);
     environmentTable_ = DirectionTable(kWidth, kHeight, values);

@@ -92,7 +92,7 @@ public:
     bool occluded(Vec3f origin, Vec3f dir, float tNear, float tFar) const;
 
     // The environment's radiance as a table over directions, made once from its shader, for the
-    // scenery to sample it by; null when there is no environment or it is the same everywhere.
+    // scenery to sample it by; null when there is no environment or it has no bright spot.
     const DirectionTable* environmentTable() const {
         return environmentTable_.empty() ? nullptr : &environmentTable_;
     }
