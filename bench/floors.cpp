@@ -321,7 +321,14 @@ public:
     std::map<std::string, double> ns;
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs) {
-            ns[run.benchmark_name()] = run.GetAdjustedCPUTime();
+            // With --benchmark_repetitions the median stands for the row.
+            if (run.run_type == Run::RT_Aggregate) {
+                if (run.aggregate_name == "median") {
+                    ns[run.run_name.str()] = run.GetAdjustedCPUTime();
+                }
+            } else {
+                ns[run.benchmark_name()] = run.GetAdjustedCPUTime();
+            }
         }
         ConsoleReporter::ReportRuns(runs);
     }
