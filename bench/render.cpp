@@ -1,5 +1,6 @@
 // Rays and shading calls per second for the gallery scene (every exported shader's tile), with
-// one render thread and with every core; the ratio of the two is the renderer's scaling.
+// one render thread and with every core (the ratio of the two is the renderer's scaling), for
+// the low-discrepancy sampler and the uniform one (the earlier renderer) side by side.
 #include <benchmark/benchmark.h>
 
 #include <memory>
@@ -37,6 +38,8 @@ void BM_GalleryRender(benchmark::State& state) {
     options.width = options.height = kTileSize;
     options.spp = kSpp;
     options.threads = static_cast<int>(state.range(0));
+    options.sampler =
+        state.range(1) == 0 ? vkrender::Sampler::LowDiscrepancy : vkrender::Sampler::Uniform;
     double rays = 0.0;
     double calls = 0.0;
     for (auto _ : state) {
@@ -53,6 +56,13 @@ void BM_GalleryRender(benchmark::State& state) {
         options.threads > 0 ? options.threads : std::thread::hardware_concurrency());
 }
 
-BENCHMARK(BM_GalleryRender)->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond)->UseRealTime();
+// Arguments: threads (0: every core), sampler (0: low-discrepancy, 1: uniform).
+BENCHMARK(BM_GalleryRender)
+    ->Args({1, 0})
+    ->Args({0, 0})
+    ->Args({1, 1})
+    ->Args({0, 1})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 }  // namespace
