@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <ostream>
 
@@ -19,6 +20,16 @@ namespace vkrender {
 using nlohmann::json;
 
 std::string defaultScenesDir() {
+    // The source tree's scenes while it is there; an installed program's beside it.
+    std::error_code error;
+    if (std::filesystem::is_directory(VKRENDER_SCENES_DIR, error)) {
+        return VKRENDER_SCENES_DIR;
+    }
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+    const std::filesystem::path installed = self.parent_path() / "../share/vexakelo/scenes";
+    if (!error && std::filesystem::is_directory(installed, error)) {
+        return installed.lexically_normal().string();
+    }
     return VKRENDER_SCENES_DIR;
 }
 
