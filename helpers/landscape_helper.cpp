@@ -145,11 +145,20 @@ void VexaKeloLandScapeHelper::setTexture(vyr::TextureHandle texture) {
     texture_ = texture;
 }
 
-void VexaKeloLandScapeHelper::initializeShader(vyr::Shader* shader) {
-    vyr::TextureHandle handle(texture_);
-    const vexakelo::TextureEdit edit(handle);
-    vyr::Texture* const texture = edit.texture();
+VexaKeloLandScapeHelper::Generator VexaKeloLandScapeHelper::Generator::helperDefaults(
+    std::uint32_t* pixels) {
+    Generator g;
+    g.pixels = pixels;
+    g.width = kSize;
+    g.height = kSize;
+    g.gridSize = gridSizeFor(kSize, kSize);
+    g.roughness = kDefaultRoughness;
+    g.seed = kDefaultSeed;
+    g.percentage = 0.5f;
+    return g;
+}
 
+void VexaKeloLandScapeHelper::generate() {
     Generator& g = *generator_;
     g.width = kSize;
     g.height = kSize;
@@ -159,6 +168,14 @@ void VexaKeloLandScapeHelper::initializeShader(vyr::Shader* shader) {
     g.seed = seed_;
     g.percentage = percentage_;
     g.generate();
+}
+
+void VexaKeloLandScapeHelper::initializeShader(vyr::Shader* shader) {
+    vyr::TextureHandle handle(texture_);
+    const vexakelo::TextureEdit edit(handle);
+    vyr::Texture* const texture = edit.texture();
+
+    generate();
 
     if (texture != nullptr) {
         // Positions 3 to 7 hold 4 (four 8-bit channels), 1, 0, 0, 1.

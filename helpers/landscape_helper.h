@@ -37,6 +37,10 @@ public:
 
         // The smallest power of two not below the larger side, plus one (513 for 512).
         static int gridSizeFor(int width, int height);
+        // The record the helper runs with its default settings, writing into `pixels`
+        // (kSize x kSize): its grid size, roughness 0.3, the default seed, percentage 0.5. The
+        // record's own member defaults (roughness 0.5, no grid size) are the generator's.
+        static Generator helperDefaults(std::uint32_t* pixels);
 
         // Allocates the grid, grows it, cuts it and writes the pixels; an allocation failure
         // writes nothing.
@@ -66,6 +70,8 @@ public:
     // Generates the mask, creates the texture (when the handle is not empty) and, when the
     // shader is not null, binds the texture under the name and the colour as "color".
     void initializeShader(vyr::Shader* shader);
+    // Generates the mask into pixels() alone: no texture, no shader.
+    void generate();
 
     int seed() const { return seed_; }
     float percentage() const { return percentage_; }

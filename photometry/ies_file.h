@@ -187,6 +187,14 @@ public:
     // list and candela row on lines of at most 255 characters, nothing after the last candela row.
     static Canonical canonicalize(const std::string& text);
 
+    // The library's plain line readers, the ones the contracted parser reads with (no guard
+    // against reads that never end: see GuardedReader): over a file (open takes a
+    // `const wchar_t*` path) or over a copy of a zero-terminated text (a `const char*`).
+    // Release each with releaseReader.
+    static ITextReader* createFileReader();
+    static ITextReader* createBufferReader();
+    static void releaseReader(ITextReader* reader);
+
     IESFile();
     explicit IESFile(ITextReader* reader);  // the caller keeps ownership of the reader
     IESFile(const IESFile& other);
@@ -228,6 +236,10 @@ public:
     // 1 or less, infinite or huge ones, and the generators use them as they are (an int32 holds
     // them saturated; a side below 1 makes no texels). Hosts check it before generating.
     static double textureSide(const float* angles, std::int32_t count, double span);
+    // The web texture's width (vertical angles) and height (horizontal angles) the generators
+    // will use for the current record, 2 x 2 without one: what initShader binds, learned
+    // before generating.
+    void webTextureSize(std::int32_t& wv, std::int32_t& hh) const { textureSize(wv, hh); }
 
     void init(const vyr::TextureHandle& web, const vyr::TextureHandle& thetaCdf,
               const vyr::TextureHandle& phiCdf);

@@ -154,3 +154,20 @@ const char* STLTextReader::readLine() {
 signed char STLTextReader::readChar() {
     return static_cast<signed char>(stream.get());
 }
+
+ITextReader* IESFile::createFileReader() {
+    return new STLTextReader();
+}
+
+ITextReader* IESFile::createBufferReader() {
+    return new BufferReader();
+}
+
+void IESFile::releaseReader(ITextReader* reader) {
+    // The two concrete readers the factories above make; anything else is not ours to free.
+    if (auto* file = dynamic_cast<STLTextReader*>(reader); file != nullptr) {
+        delete file;
+    } else if (auto* buffer = dynamic_cast<BufferReader*>(reader); buffer != nullptr) {
+        delete buffer;
+    }
+}

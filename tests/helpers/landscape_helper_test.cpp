@@ -95,6 +95,26 @@ TEST(LandscapeGenerator, FieldTilesAndIsRepeatable) {
     EXPECT_NE(grownGrid(Helper::kDefaultSeed, 0.6f), grid);
 }
 
+// A host can make the mask without a shader or a texture, and run the generator record with
+// the helper's settings: both give the pixels initializeShader makes.
+TEST(LandscapeGenerator, GenerateWithoutAShaderAndTheHelpersDefaults) {
+    Helper bound;
+    bound.initializeShader(nullptr);
+    Helper alone;
+    alone.generate();
+    const std::size_t count = static_cast<std::size_t>(Helper::kSize) * Helper::kSize;
+    EXPECT_TRUE(std::equal(bound.pixels(), bound.pixels() + count, alone.pixels()));
+
+    std::vector<std::uint32_t> pixels(count);
+    Helper::Generator g = Helper::Generator::helperDefaults(pixels.data());
+    EXPECT_EQ(g.roughness, 0.3f);
+    EXPECT_EQ(g.gridSize, 513);
+    g.generate();
+    EXPECT_TRUE(std::equal(pixels.begin(), pixels.end(), alone.pixels()));
+    // The record's own default roughness is the generator's 0.5, not the helper's.
+    EXPECT_EQ(Helper::Generator{}.roughness, 0.5f);
+}
+
 TEST(LandscapeGenerator, CutScansWithElseIf) {
     struct Row {
         float values[9];

@@ -64,6 +64,25 @@ TEST(BufferReader, ReadCharPeeksAndOpenRewinds) {
     EXPECT_STREQ(reader.readLine(), "zz");
 }
 
+// The plain readers a host reaches through IESFile's factories read as the parser reads: by
+// lines, from a copy of a text or from a file, and are released through the same class.
+TEST(PlainReaders, FactoriesGiveTheLibrarysReaders) {
+    ITextReader* buffer = IESFile::createBufferReader();
+    const std::string text = "IESNA:LM-63-1995\r\nTILT=NONE\nlast";
+    ASSERT_TRUE(buffer->open(text.c_str()));
+    EXPECT_EQ(lines(*buffer, 3), (std::vector<std::string>{"IESNA:LM-63-1995\r", "TILT=NONE", "last"}));
+    EXPECT_TRUE(buffer->isEof());
+    IESFile::releaseReader(buffer);
+
+    const auto path = scratchFile("plain.ies", "first\r\nsecond\n");
+    ITextReader* file = IESFile::createFileReader();
+    ASSERT_TRUE(file->open(path.wstring().c_str()));
+    // The file reader reads in text mode: the CR before the line-feed goes.
+    EXPECT_EQ(lines(*file, 2), (std::vector<std::string>{"first", "second"}));
+    file->close();
+    IESFile::releaseReader(file);
+}
+
 TEST(GuardedReader, ThrowsAfterItsPastEndBudget) {
     Guarded reader(Guarded::Source::Buffer, 3);
     reader.open("only\n");

@@ -28,6 +28,10 @@ TEST(IESTextures, SizesFromTheAngleLists) {
     };
     for (const Row& row : rows) {
         const auto p = parse(lamp(row.v, row.h, [](int, int) { return 1.0f; }));
+        std::int32_t sizeW = 0, sizeH = 0;
+        p->file.webTextureSize(sizeW, sizeH);  // known before generating
+        EXPECT_EQ(sizeW, row.wv);
+        EXPECT_EQ(sizeH, row.hh);
         std::int32_t wv = 0, hh = 0;
         p->file.generateTextureTypeC(wv, hh);
         EXPECT_EQ(wv, row.wv);
