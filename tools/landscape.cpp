@@ -55,7 +55,7 @@ void runLandscape(const LandscapeOptions& o) {
             image.at(x, y) = mask->texel(x, y);
         }
     }
-    vkimage::writeImage(o.output, image);
+    vkimage::writePng(o.output, image);
 }
 
 void setupLandscape(CLI::App& app) {
