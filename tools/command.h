@@ -27,4 +27,10 @@ struct GlobalOptions {
 };
 GlobalOptions& globalOptions();
 
+// The `vexakelo` program holds only the commands that need neither the renderer nor the image
+// and plotting libraries, so that they start fast; it hands every other command line, unchanged,
+// to the full program installed beside it. A light command calls this for an option it cannot
+// serve (an image output). Throws Failure when the full program cannot be started.
+[[noreturn]] void runInFullProgram();
+
 }  // namespace vexakelo::cli

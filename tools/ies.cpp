@@ -1,7 +1,9 @@
 // vexakelo ies FILE...: reads IES LM-63 photometric files the way host applications should
 // (canonicalised, then through the guarded reader), prints what each holds, and optionally writes
 // the web texture, the light's CDF tables and a polar candela plot.
+#ifdef VEXAKELO_CLI_IMAGES
 #include <cairo/cairo.h>
+#endif
 
 #include <algorithm>
 #include <cerrno>
@@ -393,6 +395,7 @@ std::string jsonOf(const std::string& path, const Loaded& loaded, bool strict, b
 }
 
 // --- Images ------------------------------------------------------------------------------------
+#ifdef VEXAKELO_CLI_IMAGES
 
 struct Tables {
     std::int32_t wv = 0;
@@ -629,6 +632,7 @@ void writePlot(const std::string& out, const std::string& title, const IESFile& 
         throw Failure(out + ": cannot write the plot: " + error.message());
     }
 }
+#endif  // VEXAKELO_CLI_IMAGES
 
 // Numbers on lines of at most 255 characters.
 void appendWrapped(std::string& out, const float* values, std::size_t count) {
@@ -707,6 +711,9 @@ void writeTilted(const std::string& out, const std::string& path, const Loaded& 
 
 void run(const Options& options) {
     const bool writes = !options.web.empty() || !options.cdf.empty() || !options.plot.empty();
+#ifndef VEXAKELO_CLI_IMAGES
+    if (writes) vexakelo::cli::runInFullProgram();
+#endif
     if ((writes || !options.applyTilt.empty()) && options.files.size() != 1) {
         throw Failure("--web, --cdf, --plot and --apply-tilt take exactly one FILE");
     }
@@ -734,6 +741,7 @@ void run(const Options& options) {
             if (!options.applyTilt.empty()) {
                 writeTilted(options.applyTilt, path, loaded);
             }
+#ifdef VEXAKELO_CLI_IMAGES
             if (writes) {
                 IESFile& file = *loaded.file;
                 const Tables tables = generate(file);
@@ -743,6 +751,7 @@ void run(const Options& options) {
                     writePlot(options.plot, fs::path(path).filename().string(), file);
                 }
             }
+#endif
         } catch (const IesLoadError& e) {
             ++failed;
             lastError = path + ": " + e.what();
@@ -753,8 +762,10 @@ void run(const Options& options) {
             if (options.files.size() > 1) {
                 std::fprintf(stderr, "vexakelo: %s\n", lastError.c_str());
             }
+#ifdef VEXAKELO_CLI_IMAGES
         } catch (const vkimage::ImageError& e) {
             throw Failure(e.what());
+#endif
         }
     }
     if (options.json) {

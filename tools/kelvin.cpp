@@ -1,6 +1,8 @@
 // `vexakelo kelvin`: the colour of a black-body temperature through IntensityColorTool, and a
 // labelled swatch strip of temperatures from 1000 K to 12000 K.
+#ifdef VEXAKELO_CLI_IMAGES
 #include <cairo.h>
+#endif
 
 #include <algorithm>
 #include <cmath>
@@ -54,6 +56,7 @@ vyr::Vec3f colourOf(float kelvin, const KelvinOptions& options) {
     return rgb;
 }
 
+#ifdef VEXAKELO_CLI_IMAGES
 // Display value of a column: the colour scaled so its brightest channel is 1 (the hue, not the
 // luminance, is what a strip can show), encoded as cairo's 8-bit sRGB.
 void setSource(cairo_t* cr, const vyr::Vec3f& rgb) {
@@ -150,8 +153,12 @@ void drawSwatch(const KelvinOptions& options) {
     const vkimage::Image image = renderSwatch(options);
     vkimage::writePng(options.swatch, image);
 }
+#endif  // VEXAKELO_CLI_IMAGES
 
 void runKelvin(const KelvinOptions& options) {
+#ifndef VEXAKELO_CLI_IMAGES
+    if (!options.swatch.empty()) vexakelo::cli::runInFullProgram();
+#endif
     if (options.temperature.empty() && options.swatch.empty()) {
         throw Failure("kelvin: give a temperature in kelvin, or --swatch OUT.png");
     }
@@ -181,9 +188,11 @@ void runKelvin(const KelvinOptions& options) {
             std::printf("chromaticity %.6f %.6f\n", xyz.x / sum, xyz.y / sum);
         }
     }
+#ifdef VEXAKELO_CLI_IMAGES
     if (!options.swatch.empty()) {
         drawSwatch(options);
     }
+#endif
 }
 
 void setupKelvin(CLI::App& app) {

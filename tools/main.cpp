@@ -1,5 +1,11 @@
 // The vexakelo command-line program: loads the shader library as a host does and works with it.
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
 #include <map>
 #include <string>
 
@@ -24,10 +30,58 @@ GlobalOptions& globalOptions() {
     return options;
 }
 
+#ifdef VEXAKELO_FULL_PROGRAM
+namespace {
+char** commandLine = nullptr;
+
+// The subcommand named on the command line, or empty when options come first (help, version)
+// or there is none.
+std::string subcommandOf(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        if (arg == "--library") {
+            ++i;
+        } else if (arg.rfind("--library=", 0) == 0) {
+            continue;
+        } else if (arg.empty() || arg[0] == '-') {
+            return {};
+        } else {
+            return arg;
+        }
+    }
+    return {};
+}
+}  // namespace
+
+void runInFullProgram() {
+    std::error_code error;
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+    if (error) {
+        throw Failure("cannot locate this program (" + error.message() + ")");
+    }
+    const std::filesystem::path full = self.parent_path() / VEXAKELO_FULL_PROGRAM;
+    std::cout.flush();
+    std::fflush(nullptr);
+    ::execv(full.c_str(), commandLine);
+    throw Failure(full.string() + ": cannot run (" + std::strerror(errno) + ")");
+}
+#endif
+
 }  // namespace vexakelo::cli
 
 int main(int argc, char** argv) {
     using namespace vexakelo::cli;
+#ifdef VEXAKELO_FULL_PROGRAM
+    commandLine = argv;
+    if (registry().count(subcommandOf(argc, argv)) == 0) {
+        try {
+            runInFullProgram();
+        } catch (const std::exception& e) {
+            std::fprintf(stderr, "vexakelo: %s\n", e.what());
+            return 1;
+        }
+    }
+#endif
     CLI::App app{"vexakelo: shaders, photometry and texture helpers for a host ray tracer"};
     app.set_version_flag("--version", "vexakelo " VEXAKELO_VERSION);
     app.add_option("--library", globalOptions().libraryPath,

@@ -27,6 +27,7 @@ function(check package)
 endfunction()
 
 check(libvexakelo "usr/lib*/libvexakelo.so.0" "usr/lib*/libvyr.so.0" "usr/bin/vexakelo"
+      "usr/bin/vexakelo-full"
       "usr/share/vexakelo/scenes/ward.json" "usr/share/doc/vexakelo/materials.md")
 check(libvexakelo-dev "usr/include/vyr/vyr.h" "usr/include/vexakelo/ies_file.h"
       "usr/lib*/libvexakelo.so" "usr/lib*/cmake/vexakelo/vexakeloConfig.cmake"

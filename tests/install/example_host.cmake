@@ -15,7 +15,7 @@ endfunction()
 
 run("install" ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 foreach(installed include/vyr/vyr.h include/vyr/vyr_host.h include/vexakelo/ies_file.h
-                  include/vexakelo/landscape_helper.h bin/vexakelo)
+                  include/vexakelo/landscape_helper.h bin/vexakelo bin/vexakelo-full)
     if(NOT EXISTS ${prefix}/${installed})
         message(FATAL_ERROR "${installed} is not installed")
     endif()
@@ -49,6 +49,11 @@ run("list" ${prefix}/bin/vexakelo list)
 string(FIND "${output}" "vexa_kelo_Mtl_Ward_f05db29e" at)
 if(at EQUAL -1)
     message(FATAL_ERROR "the installed program does not list the plug-in's shaders:\n${output}")
+endif()
+# An image output is handed to the installed full program.
+run("swatch" ${prefix}/bin/vexakelo kelvin 2700 --swatch ${SCRATCH}/swatch.png)
+if(NOT EXISTS ${SCRATCH}/swatch.png)
+    message(FATAL_ERROR "the installed program wrote no swatch")
 endif()
 
 # pkg-config finds the headers, the libraries and the plug-in under the same prefix.
