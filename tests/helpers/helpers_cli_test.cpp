@@ -1,56 +1,27 @@
 // The kelvin, ocean and landscape commands end to end: output files that read back, printed
 // colours, and one-line failures that leave nothing behind.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <string>
 
+#include "cli_fixture.h"
 #include "image_io.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-struct CommandResult {
-    int status;
-    std::string output;  // stdout and stderr
-};
+using clitest::CommandResult;
 
 CommandResult run(const std::string& arguments) {
-    const std::string command = std::string(VEXAKELO_CLI) + " " + arguments + " 2>&1";
-    FILE* pipe = popen(command.c_str(), "r");
-    std::string output;
-    std::array<char, 256> buffer;
-    while (pipe != nullptr && std::fgets(buffer.data(), buffer.size(), pipe) != nullptr) {
-        output += buffer.data();
-    }
-    const int status = pipe != nullptr ? pclose(pipe) : -1;
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
+    return clitest::shell(std::string(VEXAKELO_CLI) + " " + arguments + " 2>&1");
 }
 
-class HelpersCli : public ::testing::Test {
+class HelpersCli : public clitest::CliTest {
 protected:
-    void SetUp() override {
-        if (std::string(VEXAKELO_CLI).empty() || !fs::exists(VEXAKELO_CLI)) {
-            GTEST_SKIP() << "the vexakelo program is not built";
-        }
-        directory_ =
-            fs::temp_directory_path() / ("vexakelo_helpers_cli_" + std::to_string(::getpid()));
-        fs::create_directories(directory_);
-    }
-    void TearDown() override {
-        std::error_code ignored;
-        fs::remove_all(directory_, ignored);
-    }
-    std::string path(const char* name) const { return (directory_ / name).string(); }
-
-    fs::path directory_;
+    HelpersCli() : CliTest("vexakelo_helpers_cli") {}
 };
 
 TEST_F(HelpersCli, KelvinPrintsRgbAndXyz) {

@@ -2,15 +2,11 @@
 // or cairo, and the image outputs that need them still work through the same command line. The
 // dynamic loader's own trace (LD_DEBUG=files) lists every object a process maps, whether linked
 // or opened later.
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <array>
-#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <vector>
+
+#include "cli_fixture.h"
 
 namespace {
 
@@ -22,36 +18,16 @@ struct Traced {
 };
 
 Traced traced(const std::string& arguments) {
-    const std::string command =
-        "LD_DEBUG=files " + std::string(VEXAKELO_CLI) + " " + arguments + " 2>&1 >/dev/null";
-    FILE* pipe = popen(command.c_str(), "r");
-    std::string loaded;
-    std::array<char, 512> buffer;
-    while (pipe != nullptr && std::fgets(buffer.data(), buffer.size(), pipe) != nullptr) {
-        loaded += buffer.data();
-    }
-    const int status = pipe != nullptr ? pclose(pipe) : -1;
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, loaded};
+    const clitest::CommandResult r = clitest::shell("LD_DEBUG=files " + std::string(VEXAKELO_CLI) +
+                                                    " " + arguments + " 2>&1 >/dev/null");
+    return {r.status, r.output};
 }
 
 const std::vector<std::string> kHeavy = {"libembree", "libtbb", "libcairo", "libOpenEXR"};
 
-class LightCommands : public ::testing::Test {
+class LightCommands : public clitest::CliTest {
 protected:
-    void SetUp() override {
-        if (std::string(VEXAKELO_CLI).empty() || !fs::exists(VEXAKELO_CLI)) {
-            GTEST_SKIP() << "the vexakelo program is not built";
-        }
-        directory_ = fs::temp_directory_path() / ("vexakelo_light_" + std::to_string(::getpid()));
-        fs::create_directories(directory_);
-    }
-    void TearDown() override {
-        std::error_code ignored;
-        fs::remove_all(directory_, ignored);
-    }
-    std::string path(const char* name) const { return (directory_ / name).string(); }
-
-    fs::path directory_;
+    LightCommands() : CliTest("vexakelo_light") {}
 };
 
 TEST_F(LightCommands, MapNeitherTheRendererNorTheImageLibraries) {
