@@ -70,10 +70,6 @@ struct WardColors {
 
 namespace ward {
 
-inline float clamp01(float x) {
-    return x < 0.0f ? 0.0f : (x > 1.0f ? 1.0f : x);
-}
-
 inline float maxOf(Vec3f c) {
     return std::fmax(c.x, std::fmax(c.y, c.z));
 }
@@ -83,8 +79,8 @@ inline float maxOf(Vec3f c) {
 inline float reflectivity(const WardParams& p, Vec2f uv, float cosO) {
     const float r00 = scalarInput(p, kBrdf00Group, uv);
     const float r90 = scalarInput(p, kBrdf90Group, uv);
-    const float c = clamp01(cosO > 0.0f ? cosO : 0.0f);
-    const float R = clamp01(std::pow(1.0f - c, p.brdfCurvePower) * (r90 - r00) + r00);
+    const float c = clampUnit(cosO);  // max(0, cos) clamped to [0, 1]
+    const float R = clampUnit(std::pow(1.0f - c, p.brdfCurvePower) * (r90 - r00) + r00);
     return R * p.reflectivity;
 }
 
@@ -115,7 +111,7 @@ inline Vec3f fadePattern(vyr::ShadingContext* context, Vec2f uv) {
     const Vec4f q2{q1.x / 0.5f, q1.y / 0.5f, 0.0f, 0.015f};
     const float n1 = context->noise4(&q1);
     const float n2 = context->noise4(&q2);
-    const float g = clamp01(0.58f + 0.65f * (n1 - 0.5f) + 0.2f * (n2 - 0.5f));
+    const float g = clampUnit(0.58f + 0.65f * (n1 - 0.5f) + 0.2f * (n2 - 0.5f));
     return {g, g, g};
 }
 
@@ -184,11 +180,10 @@ struct WardShading {
 
     static WardColors colors(const std::byte* area, vyr::ShadingContext* context, Vec2f uv,
                              float cosO) {
-        using ward::clamp01;
         const WardParams& p = wardParams(area);
         // Specular, each channel clamped.
         Vec3f Cs = p.specularMapEnable ? rgb(sampleGroup(p, kSpecularGroup, uv)) : p.specularColor;
-        Cs = {clamp01(Cs.x), clamp01(Cs.y), clamp01(Cs.z)};
+        Cs = {clampUnit(Cs.x), clampUnit(Cs.y), clampUnit(Cs.z)};
 
         // Diffuse, with the map's alpha fade in mode 1.
         Vec3f Cd = p.diffuseColor;

@@ -49,6 +49,22 @@ vyr::ShadingState viewAt(float degrees, bool glossyOnly) {
     return s;
 }
 
+// A chi-square sampler over sampleBsdf from `base`; it also keeps in `worst` the largest relative
+// gap between the reciprocal density the slot reports and `density` at the sampled direction.
+template <class Density>
+auto reportingSampler(const Material& m, const vyr::ShadingState& base,
+                      vkhost::ScriptedContext& ctx, Density density, double& worst) {
+    return [&m, base, &ctx, density, &worst]() -> std::optional<Vec3f> {
+        vyr::ShadingState s = base;
+        m->sampleBsdf(&ctx, &s);
+        if (s.bsdfLobe == 0) {
+            return std::nullopt;
+        }
+        worst = std::fmax(worst, std::fabs(1.0 / s.bsdfPdf / density(s.bsdfDir) - 1.0));
+        return s.bsdfDir;
+    };
+}
+
 struct Case {
     float roughness, anisotropy, view;
 };
@@ -66,20 +82,9 @@ TEST(WardStatistics, GlossyOnlySamplerMatchesItsDensity) {
         const float ax = c.roughness, ay = c.anisotropy * c.roughness;
         vkhost::ScriptedContext ctx = seededContext(2 * kSamples);
         double worstDensity = 0.0;
-        const auto sample = [&]() -> std::optional<Vec3f> {
-            vyr::ShadingState s = base;
-            m->sampleBsdf(&ctx, &s);
-            if (s.bsdfLobe == 0) {
-                return std::nullopt;
-            }
-            const double reported = 1.0 / s.bsdfPdf;
-            const double own = vexakelo::wardLobePdf(D, s.bsdfDir, ax, ay);
-            worstDensity = std::fmax(worstDensity, std::fabs(reported / own - 1.0));
-            return s.bsdfDir;
-        };
-        const auto pdf = [&](Vec3f L) {
-            return L.z > 0.0f ? vexakelo::wardLobePdf(D, L, ax, ay) : 0.0f;
-        };
+        const auto lobe = [&](Vec3f L) { return vexakelo::wardLobePdf(D, L, ax, ay); };
+        const auto sample = reportingSampler(m, base, ctx, lobe, worstDensity);
+        const auto pdf = [&](Vec3f L) { return L.z > 0.0f ? lobe(L) : 0.0f; };
         const vktest::ChiSquareResult r = vktest::chiSquareTest(sample, pdf, config());
         std::printf("[ measure  ] glossy only, a %.2f x %.2f, view %.0f: chi2 %.1f / %d, p %.3g, "
                     "sampled %.4f, density over the hemisphere %.4f\n",
@@ -110,16 +115,7 @@ TEST(WardStatistics, MixedSamplerMatchesTheMixture) {
         };
         vkhost::ScriptedContext ctx = seededContext(3 * kSamples + 1);
         double worstDensity = 0.0;
-        const auto sample = [&]() -> std::optional<Vec3f> {
-            vyr::ShadingState s = base;
-            m->sampleBsdf(&ctx, &s);
-            if (s.bsdfLobe == 0) {
-                return std::nullopt;
-            }
-            worstDensity =
-                std::fmax(worstDensity, std::fabs(1.0 / s.bsdfPdf / mixture(s.bsdfDir) - 1.0));
-            return s.bsdfDir;
-        };
+        const auto sample = reportingSampler(m, base, ctx, mixture, worstDensity);
         const auto pdf = [&](Vec3f L) { return L.z > 0.0f ? mixture(L) : 0.0f; };
         const vktest::ChiSquareResult r = vktest::chiSquareTest(sample, pdf, config());
         std::printf("[ measure  ] mixed, a %.2f x %.2f, view %.0f: chi2 %.1f / %d, p %.3g, "

@@ -194,17 +194,6 @@ TEST(WardVariants, CreateEmptiesEveryTextureHandleAndKeepsTheBaseDefaults) {
 
 // --- Agreement with the base ------------------------------------------------------------------
 
-Material make(const std::string& name, const Values& values) {
-    Material m{library().create(name)};
-    const vkhost::ShaderLayout layout = vkhost::declareLayout(m.object.get());
-    vkhost::ParameterBlock block(name, layout, m.object.get());
-    for (const auto& [key, value] : values) {
-        block.set(key, value);
-    }
-    block.applyTo(m.object.get());
-    return m;
-}
-
 Values treesOn(const std::string& name, const vyr::TextureHandle& map) {
     const vkhost::ShaderPtr probe = library().create(name);
     return vktest::treeValues(vkhost::declareLayout(probe.get()), map);
@@ -294,16 +283,16 @@ Values baseWithTreeSwitchesOff(const vyr::TextureHandle& map) {
 TEST(WardVariants, ShadeAsTheBaseWithTheirSwitchesOffOrTheirNodesUnset) {
     const vyr::TextureHandle map = constantTexture({0.5f, 0.4f, 0.3f});
     const Values base = baseWithTreeSwitchesOff(map);
-    const Trace reference = trace(make(kWard, base));
+    const Trace reference = trace(makeMaterial(kWard, base));
     for (const char* name : vktest::kWardVariants) {
         SCOPED_TRACE(name);
         {
             SCOPED_TRACE("switches off, trees set");
-            expectSameTrace(trace(make(name, base + treesOn(name, map))), reference);
+            expectSameTrace(trace(makeMaterial(name, base + treesOn(name, map))), reference);
         }
         {
             SCOPED_TRACE("nodes never set");
-            expectSameTrace(trace(make(name, base)), reference);
+            expectSameTrace(trace(makeMaterial(name, base)), reference);
         }
     }
 }
@@ -318,8 +307,8 @@ TEST(WardVariants, NormalTreeVariantCastsTheBasesShadows) {
     for (const bool transparent : {false, true}) {
         SCOPED_TRACE(transparent);
         const Values values = v + Values{{"u_transparency", transparent}};
-        expectSameTrace(trace(make(name, values + treesOn(name, map)), kShadow),
-                        trace(make(kWard, values), kShadow));
+        expectSameTrace(trace(makeMaterial(name, values + treesOn(name, map)), kShadow),
+                        trace(makeMaterial(kWard, values), kShadow));
     }
 }
 
@@ -365,12 +354,12 @@ TEST(WardVariants, DiffuseTreeStandsForTheMapLookUpUnderTheBasesAmount) {
     const vyr::Vec2f uv{0.5f, 0.25f};
     // Constant colours: color1 (0.2, 0.4, 0.6) halved by the base's amount.
     const Material constant =
-        make("vexa_kelo_Mtl_Ward_120b7820",
+        makeMaterial("vexa_kelo_Mtl_Ward_120b7820",
              common + pickColor1("_ward_diffuse_color_Noise_") +
                  Values{{"_ward_diffuse_color_Noise_color1", vyr::Vec4f{0.2f, 0.4f, 0.6f, 1.0f}},
                         {"_ward_diffuse_color_Noise_color2", vyr::Vec4f{9.0f, 9.0f, 9.0f, 9.0f}}});
     const Material plain =
-        make(kWard, {{"u_brdf90Reflectivity", 0.5f}, {"u_diffuseColor", Vec3f{0.1f, 0.2f, 0.3f}}});
+        makeMaterial(kWard, {{"u_brdf90Reflectivity", 0.5f}, {"u_diffuseColor", Vec3f{0.1f, 0.2f, 0.3f}}});
     expectSameVec(bsdfWeightAt(constant, uv), bsdfWeightAt(plain, uv));
 
     // A bitmap at the raw uv, not through u_diffuseTransform: (u, v, 0.25) halved.
@@ -378,11 +367,11 @@ TEST(WardVariants, DiffuseTreeStandsForTheMapLookUpUnderTheBasesAmount) {
     const auto texture = vyr::TextureHandle::fromObject(&echo, 1);
     const std::string ub = "_ward_diffuse_color_Noise_color1_UnifiedBitmap_";
     const Material bitmap =
-        make("vexa_kelo_Mtl_Ward_ccb3a2e6", common + pickColor1("_ward_diffuse_color_Noise_") +
+        makeMaterial("vexa_kelo_Mtl_Ward_ccb3a2e6", common + pickColor1("_ward_diffuse_color_Noise_") +
                                                 Values{{ub + "xform", vktest::kIdentity4},
                                                        {ub + "texture", texture},
                                                        {ub + "amount", 1.0f}});
-    const Material echoed = make(
+    const Material echoed = makeMaterial(
         kWard, {{"u_brdf90Reflectivity", 0.5f}, {"u_diffuseColor", Vec3f{0.25f, 0.125f, 0.125f}}});
     expectSameVec(bsdfWeightAt(bitmap, uv), bsdfWeightAt(echoed, uv));
 }
@@ -397,13 +386,13 @@ TEST(WardVariants, NormalTreeStandsForTheHeightMapUnderTheBasesAmount) {
                            {"u_cosineUsesBump", true}};
     const std::string ub = "_ward_normal0_map_UnifiedBitmap_";
     const Material variant =
-        make("vexa_kelo_Mtl_Ward_5592d496", common + Values{{"u_normal0Transform", kSkew},
+        makeMaterial("vexa_kelo_Mtl_Ward_5592d496", common + Values{{"u_normal0Transform", kSkew},
                                                             {ub + "xform", vktest::kIdentity4},
                                                             {ub + "texture", texture},
                                                             {ub + "amount", 1.0f}});
     const Material mapped =
-        make(kWard, common + Values{{"u_normal0Map", texture}, {"u_normal0Transform", kIdentity}});
-    const Material flat = make(kWard, common);
+        makeMaterial(kWard, common + Values{{"u_normal0Map", texture}, {"u_normal0Transform", kIdentity}});
+    const Material flat = makeMaterial(kWard, common);
     expectSameTrace(trace(variant), trace(mapped));
     // The bump is real: the unmapped surface shades differently.
     EXPECT_FALSE(sameBytes(trace(variant, kShade).states[0], trace(flat, kShade).states[0]));
@@ -414,7 +403,7 @@ TEST(WardVariants, CutoutTreeStandsForTheMapLookUpUnderTheBasesAmount) {
     const std::string ub = "_ward_cutout_map_UnifiedBitmap_";
     for (const float amount : {1.0f, 0.5f}) {
         const Material variant =
-            make("vexa_kelo_Mtl_Ward_82261344", {{"u_cutoutMapEnable", true},
+            makeMaterial("vexa_kelo_Mtl_Ward_82261344", {{"u_cutoutMapEnable", true},
                                                  {"u_cutoutAmount", 0.5f},
                                                  {"u_cutoutTransform", kSkew},
                                                  {ub + "xform", vktest::kIdentity4},
@@ -440,7 +429,7 @@ TEST(WardVariants, ChildrenFirstColor1BeforeColor2) {
                 {root + "color1_Noise_size", 1.0f},
                 {root + "color2_Noise_xform", vktest::kIdentity4},
                 {root + "color2_Noise_size", 2.0f}};
-    const Material m = make("vexa_kelo_Mtl_Ward_33632204", v);
+    const Material m = makeMaterial("vexa_kelo_Mtl_Ward_33632204", v);
     vkhost::ScriptedContext ctx;
     vyr::ShadingState s = stateWithRay({0.6f, 0.0f, -0.8f});
     s.uv = {0.5f, 0.25f};
