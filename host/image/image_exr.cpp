@@ -1,7 +1,14 @@
 // The OpenEXR half of the image files, apart so that programs writing only PNG do not load
 // OpenEXR.
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
+#include <limits>
+
+#include <Iex.h>
+#include <ImfIO.h>
 
 #include <ImfChannelList.h>
 #include <ImfFrameBuffer.h>
@@ -60,50 +67,122 @@ void writeImage(const std::string& path, const Image& image, ToneMap toneMap, fl
     }
 }
 
-Image readImage(const std::string& path) {
-    if (!std::filesystem::exists(path)) {
-        throw ImageError(path + ": no such file");
-    }
-    if (hasExtension(path, ".exr")) {
-        try {
-            // Read as 32-bit floats whatever the file stores, so float images come back exact.
-            Imf::InputFile file(path.c_str());
-            const Imath::Box2i window = file.header().dataWindow();
-            const int width = window.max.x - window.min.x + 1;
-            const int height = window.max.y - window.min.y + 1;
-            Image image(width, height);
-            char* base = reinterpret_cast<char*>(image.pixels.data()) -
-                         (static_cast<std::ptrdiff_t>(window.min.x) +
-                          static_cast<std::ptrdiff_t>(window.min.y) * width) *
-                             static_cast<std::ptrdiff_t>(sizeof(vyr::Vec4f));
-            const std::size_t xStride = sizeof(vyr::Vec4f);
-            const std::size_t yStride = xStride * width;
-            Imf::FrameBuffer frame;
-            frame.insert("R", Imf::Slice(Imf::FLOAT, base + 0, xStride, yStride, 1, 1, 0.0));
-            frame.insert("G", Imf::Slice(Imf::FLOAT, base + 4, xStride, yStride, 1, 1, 0.0));
-            frame.insert("B", Imf::Slice(Imf::FLOAT, base + 8, xStride, yStride, 1, 1, 0.0));
-            frame.insert("A", Imf::Slice(Imf::FLOAT, base + 12, xStride, yStride, 1, 1, 1.0));
-            file.setFrameBuffer(frame);
-            file.readPixels(window.min.y, window.max.y);
-            return image;
-        } catch (const std::exception& e) {
-            throw ImageError(path + ": cannot read EXR (" + e.what() + ")");
+namespace {
+
+// An EXR file held in memory, for OpenEXR's reader.
+class MemoryStream final : public Imf::IStream {
+public:
+    MemoryStream(const std::string& bytes, const std::string& name)
+        : Imf::IStream(name.c_str()), bytes_(bytes) {}
+
+    bool read(char c[], int n) override {
+        if (n < 0 || static_cast<std::uint64_t>(n) > bytes_.size() - at_) {
+            throw Iex::InputExc("the file ends early");
         }
+        std::memcpy(c, bytes_.data() + at_, static_cast<std::size_t>(n));
+        at_ += static_cast<std::uint64_t>(n);
+        return at_ < bytes_.size();
     }
+    std::uint64_t tellg() override { return at_; }
+    void seekg(std::uint64_t position) override { at_ = std::min<std::uint64_t>(position, bytes_.size()); }
+
+private:
+    const std::string& bytes_;
+    std::uint64_t at_ = 0;
+};
+
+[[noreturn]] void tooManyPixels(const std::string& name, std::int64_t width, std::int64_t height,
+                                const ImageLimits& limits) {
+    throw ImageError(name + ": declares " + std::to_string(width) + " x " + std::to_string(height) +
+                     " pixels, more than the limit of " + std::to_string(limits.pixels));
+}
+
+Image readExr(const std::string& bytes, const std::string& name, const ImageLimits& limits) {
+    try {
+        MemoryStream stream(bytes, name);
+        Imf::InputFile file(stream);
+        // Sizes from the header, checked before a pixel is allocated.
+        const Imath::Box2i window = file.header().dataWindow();
+        const std::int64_t width = std::int64_t{window.max.x} - window.min.x + 1;
+        const std::int64_t height = std::int64_t{window.max.y} - window.min.y + 1;
+        if (width <= 0 || height <= 0) {
+            throw ImageError(name + ": the EXR data window is empty");
+        }
+        if (static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height) >
+            limits.pixels) {
+            tooManyPixels(name, width, height, limits);
+        }
+        // Read as 32-bit floats whatever the file stores, so float images come back exact.
+        Image image(static_cast<int>(width), static_cast<int>(height));
+        char* base = reinterpret_cast<char*>(image.pixels.data()) -
+                     (static_cast<std::ptrdiff_t>(window.min.x) +
+                      static_cast<std::ptrdiff_t>(window.min.y) * width) *
+                         static_cast<std::ptrdiff_t>(sizeof(vyr::Vec4f));
+        const std::size_t xStride = sizeof(vyr::Vec4f);
+        const std::size_t yStride = xStride * static_cast<std::size_t>(width);
+        Imf::FrameBuffer frame;
+        frame.insert("R", Imf::Slice(Imf::FLOAT, base + 0, xStride, yStride, 1, 1, 0.0));
+        frame.insert("G", Imf::Slice(Imf::FLOAT, base + 4, xStride, yStride, 1, 1, 0.0));
+        frame.insert("B", Imf::Slice(Imf::FLOAT, base + 8, xStride, yStride, 1, 1, 0.0));
+        frame.insert("A", Imf::Slice(Imf::FLOAT, base + 12, xStride, yStride, 1, 1, 1.0));
+        file.setFrameBuffer(frame);
+        file.readPixels(window.min.y, window.max.y);
+        return image;
+    } catch (const ImageError&) {
+        throw;
+    } catch (const std::exception& e) {
+        throw ImageError(name + ": cannot read EXR (" + e.what() + ")");
+    }
+}
+
+}  // namespace
+
+Image readImageFromMemory(const std::string& bytes, const std::string& name,
+                          const ImageLimits& limits) {
+    if (bytes.size() > limits.bytes) {
+        throw ImageError(name + ": larger than the limit of " + std::to_string(limits.bytes) +
+                         " bytes");
+    }
+    // OpenEXR files start with the magic number 20000630 (little-endian).
+    if (bytes.size() >= 4 && bytes.compare(0, 4, "\x76\x2f\x31\x01") == 0) {
+        return readExr(bytes, name, limits);
+    }
+    // stb takes the length as an int.
+    if (bytes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+        throw ImageError(name + ": too large for the PNG and JPEG reader");
+    }
+    const auto* data = reinterpret_cast<const stbi_uc*>(bytes.data());
+    const int length = static_cast<int>(bytes.size());
     int width = 0;
     int height = 0;
     int channels = 0;
-    unsigned char* data = stbi_load(path.c_str(), &width, &height, &channels, 4);
-    if (data == nullptr) {
-        throw ImageError(path + ": cannot read image (" + stbi_failure_reason() + ")");
+    if (stbi_info_from_memory(data, length, &width, &height, &channels) == 0) {
+        throw ImageError(name + ": cannot read image (" + stbi_failure_reason() + ")");
+    }
+    if (static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height) > limits.pixels) {
+        tooManyPixels(name, width, height, limits);
+    }
+    unsigned char* decoded = stbi_load_from_memory(data, length, &width, &height, &channels, 4);
+    if (decoded == nullptr) {
+        throw ImageError(name + ": cannot read image (" + stbi_failure_reason() + ")");
     }
     Image image(width, height);
     for (std::size_t i = 0; i < image.pixels.size(); ++i) {
-        image.pixels[i] = {srgb8ToLinear(data[4 * i]), srgb8ToLinear(data[4 * i + 1]),
-                           srgb8ToLinear(data[4 * i + 2]), data[4 * i + 3] / 255.0f};
+        image.pixels[i] = {srgb8ToLinear(decoded[4 * i]), srgb8ToLinear(decoded[4 * i + 1]),
+                           srgb8ToLinear(decoded[4 * i + 2]), decoded[4 * i + 3] / 255.0f};
     }
-    stbi_image_free(data);
+    stbi_image_free(decoded);
     return image;
+}
+
+Image readImage(const std::string& path, const ImageLimits& limits) {
+    std::string bytes;
+    try {
+        bytes = readFileBytes(path, limits.bytes);
+    } catch (const FileError& e) {
+        throw ImageError(path + ": " + e.what());
+    }
+    return readImageFromMemory(bytes, path, limits);
 }
 
 }  // namespace vkimage

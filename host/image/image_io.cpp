@@ -69,6 +69,53 @@ float srgb8ToLinear(unsigned char encoded) {
     return c <= 0.04045f ? c / 12.92f : std::pow((c + 0.055f) / 1.055f, 2.4f);
 }
 
+std::string readFileBytes(const std::string& path, std::uint64_t maxBytes) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (status.type() == fs::file_type::not_found) {
+        throw FileError("no such file");
+    }
+    if (status.type() == fs::file_type::directory) {
+        throw FileError("is a directory");
+    }
+    const auto tooLarge = [&] {
+        return FileError("larger than the limit of " + std::to_string(maxBytes) + " bytes");
+    };
+    if (status.type() == fs::file_type::regular) {
+        const std::uintmax_t size = fs::file_size(path, error);
+        if (!error && size > maxBytes) {
+            throw tooLarge();
+        }
+    }
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    if (file == nullptr) {
+        throw FileError(std::string("cannot open (") + std::strerror(errno) + ")");
+    }
+    // Read in pieces up to one byte past the limit: devices and pipes report no size, and a file
+    // may grow while it is read.
+    std::string bytes;
+    char piece[1 << 16];
+    while (true) {
+        const std::size_t got = std::fread(piece, 1, sizeof piece, file);
+        if (bytes.size() + got > maxBytes) {
+            std::fclose(file);
+            throw tooLarge();
+        }
+        bytes.append(piece, got);
+        if (got < sizeof piece) {
+            break;
+        }
+    }
+    const bool failed = std::ferror(file) != 0;
+    const int readErrno = errno;
+    std::fclose(file);
+    if (failed) {
+        throw FileError(std::string("read error (") + std::strerror(readErrno) + ")");
+    }
+    return bytes;
+}
+
 bool hasExtension(const std::string& path, const char* extension) {
     const std::size_t n = std::strlen(extension);
     if (path.size() < n) {

@@ -3,6 +3,7 @@
 // file: they write beside the target and rename.
 #pragma once
 
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -47,9 +48,30 @@ void writePng(const std::string& path, const Image& image, ToneMap toneMap = Ton
 // than making them).
 void writeExr(const std::string& path, const Image& image, bool compress = true);
 
-// Reads PNG, JPEG (sRGB, converted to linear) or EXR (linear). Throws ImageError naming the
-// file and the problem.
-Image readImage(const std::string& path);
+// Why a file could not be read, without its path: "no such file", "is a directory", "larger than
+// the limit of 16777216 bytes". Callers put the path (and their own context) in front.
+struct FileError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// A file's bytes, at most `maxBytes`: a longer file (or a device such as /dev/zero) stops at the
+// limit with FileError instead of filling memory.
+std::string readFileBytes(const std::string& path, std::uint64_t maxBytes);
+
+// What reading an image may cost. The pixel count is checked against the size the file's header
+// declares, before anything is decoded: a small PNG can declare 16384 x 16384 pixels (4 GiB of
+// float RGBA once decoded).
+struct ImageLimits {
+    std::uint64_t bytes = 256ull << 20;  // the file
+    std::uint64_t pixels = 1ull << 26;   // width x height (8192 x 8192, 1 GiB as float RGBA)
+};
+
+// Reads PNG, JPEG (sRGB, converted to linear) or EXR (linear), told apart by their first bytes.
+// Throws ImageError naming the file and the problem.
+Image readImage(const std::string& path, const ImageLimits& limits = {});
+// The same from the file's bytes held in memory; `name` is used in messages.
+Image readImageFromMemory(const std::string& bytes, const std::string& name,
+                          const ImageLimits& limits = {});
 
 // Whether the path ends in .png or .exr (case-insensitive).
 bool hasExtension(const std::string& path, const char* extension);

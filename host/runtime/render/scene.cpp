@@ -1,12 +1,10 @@
 #include "render/scene.h"
 
-#include <tiny_obj_loader.h>
-
+#include <charconv>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
+#include <string_view>
 
 #include "ies_loading.h"
 #include "image_io.h"
@@ -39,6 +37,226 @@ TextureStore::~TextureStore() {
     }
 }
 
+FileSource memoryFiles(std::map<std::string, std::string> files) {
+    return [files = std::move(files)](const std::string& path, std::uint64_t maxBytes) {
+        const auto found = files.find(path);
+        if (found == files.end()) {
+            throw FileError("no such file");
+        }
+        if (found->second.size() > maxBytes) {
+            throw FileError("larger than the limit of " + std::to_string(maxBytes) + " bytes");
+        }
+        return found->second;
+    };
+}
+
+namespace {
+
+// One statement of OBJ text split at blanks, with its line number for messages.
+struct ObjLine {
+    std::size_t number = 0;
+    std::vector<std::string_view> tokens;
+};
+
+bool isBlank(char c) {
+    return c == ' ' || c == '\t' || c == '\r' || c == '\f' || c == '\v';
+}
+
+// A coordinate: the whole token must be a finite float (from_chars, so no locale; "1e999",
+// "nan" and "a" are refused rather than read as 0 or infinity).
+std::optional<float> objNumber(std::string_view token) {
+    if (!token.empty() && token.front() == '+') {
+        token.remove_prefix(1);
+    }
+    float value = 0.0f;
+    const auto [end, error] = std::from_chars(token.data(), token.data() + token.size(), value);
+    if (error != std::errc() || end != token.data() + token.size() || !std::isfinite(value)) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+// An index of a face corner: a non-zero integer, negative counting back from the last element
+// read so far. Returns the zero-based index, or -1 for a malformed one (range is checked later,
+// as a file may refer ahead).
+std::int64_t objIndex(std::string_view token, std::size_t countSoFar) {
+    std::int64_t value = 0;
+    const auto [end, error] = std::from_chars(token.data(), token.data() + token.size(), value);
+    if (error != std::errc() || end != token.data() + token.size() || value == 0) {
+        return -1;
+    }
+    if (value > 0) {
+        return value - 1;
+    }
+    const std::int64_t back = static_cast<std::int64_t>(countSoFar) + value;
+    return back < 0 ? -1 : back;
+}
+
+struct ObjCorner {
+    std::int64_t position = -1;
+    std::int64_t uv = -1;      // -1: none
+    std::int64_t normal = -1;  // -1: none
+};
+
+}  // namespace
+
+ObjMesh parseObj(const std::string& text, const std::string& name, const LoadLimits& limits) {
+    if (text.size() > limits.meshBytes) {
+        throw SceneError(name + ": larger than the mesh limit of " +
+                         std::to_string(limits.meshBytes) + " bytes");
+    }
+    std::vector<vyr::Vec3f> positions;
+    std::vector<vyr::Vec3f> normals;
+    std::vector<vyr::Vec2f> uvs;
+    std::vector<ObjCorner> corners;  // three per triangle
+    std::vector<std::size_t> cornerLines;
+    std::uint64_t triangles = 0;
+    ObjLine line;
+    const auto fail = [&](const std::string& problem) {
+        throw SceneError(name + ": line " + std::to_string(line.number) + ": " + problem);
+    };
+    const auto numbers = [&](std::size_t least, std::size_t most, const char* what) {
+        if (line.tokens.size() - 1 < least || line.tokens.size() - 1 > most) {
+            fail(std::string(what) + " needs " + std::to_string(least) +
+                 (least == most ? "" : " to " + std::to_string(most)) + " numbers");
+        }
+        std::array<float, 4> out{};
+        for (std::size_t i = 1; i < line.tokens.size(); ++i) {
+            const std::optional<float> v = objNumber(line.tokens[i]);
+            if (!v) {
+                fail("'" + std::string(line.tokens[i]) + "' is not a finite number");
+            }
+            out[i - 1] = *v;
+        }
+        return out;
+    };
+
+    std::size_t at = 0;
+    while (at < text.size()) {
+        std::size_t end = text.find('\n', at);
+        if (end == std::string::npos) {
+            end = text.size();
+        }
+        const std::string_view content(text.data() + at, end - at);
+        at = end + 1;
+        ++line.number;
+        line.tokens.clear();
+        std::size_t i = 0;
+        while (i < content.size()) {
+            while (i < content.size() && isBlank(content[i])) ++i;
+            const std::size_t start = i;
+            while (i < content.size() && !isBlank(content[i])) ++i;
+            if (i > start) {
+                line.tokens.push_back(content.substr(start, i - start));
+            }
+        }
+        if (line.tokens.empty()) {
+            continue;
+        }
+        const std::string_view keyword = line.tokens[0];
+        if (keyword == "v") {
+            // x y z, optionally w or a colour, which the renderer does not use.
+            const auto a = numbers(3, 6, "a vertex");
+            positions.push_back({a[0], a[1], a[2]});
+        } else if (keyword == "vn") {
+            const auto a = numbers(3, 3, "a normal");
+            const vyr::Vec3f n{a[0], a[1], a[2]};
+            if (!(length(n) > 0.0f) || !std::isfinite(length(n))) {
+                fail("a normal must have a finite, non-zero length");
+            }
+            normals.push_back(normalize(n));
+        } else if (keyword == "vt") {
+            const auto a = numbers(1, 3, "a texture coordinate");
+            uvs.push_back({a[0], a[1]});
+        } else if (keyword == "f") {
+            const std::size_t count = line.tokens.size() - 1;
+            if (count < 3) {
+                fail("a face needs at least 3 corners");
+            }
+            triangles += count - 2;
+            if (triangles > limits.meshTriangles) {
+                fail("more than the mesh limit of " + std::to_string(limits.meshTriangles) +
+                     " triangles");
+            }
+            std::vector<ObjCorner> face(count);
+            for (std::size_t k = 0; k < count; ++k) {
+                // v, v/vt, v//vn or v/vt/vn
+                const std::string_view token = line.tokens[k + 1];
+                const std::size_t slash1 = token.find('/');
+                const std::size_t slash2 =
+                    slash1 == std::string_view::npos ? slash1 : token.find('/', slash1 + 1);
+                ObjCorner& c = face[k];
+                c.position = objIndex(token.substr(0, slash1), positions.size());
+                bool good = c.position >= 0;
+                if (slash1 != std::string_view::npos) {
+                    const std::string_view uv = token.substr(
+                        slash1 + 1, slash2 == std::string_view::npos ? slash2 : slash2 - slash1 - 1);
+                    if (!uv.empty()) {
+                        c.uv = objIndex(uv, uvs.size());
+                        good = good && c.uv >= 0;
+                    }
+                    if (slash2 != std::string_view::npos) {
+                        c.normal = objIndex(token.substr(slash2 + 1), normals.size());
+                        good = good && c.normal >= 0;
+                    }
+                }
+                if (!good) {
+                    fail("'" + std::string(token) + "' is not a face corner (v, v/vt, v//vn or v/vt/vn)");
+                }
+            }
+            // A fan round the first corner, as polygons in OBJ files are convex.
+            for (std::size_t k = 1; k + 1 < count; ++k) {
+                for (const ObjCorner& c : {face[0], face[k], face[k + 1]}) {
+                    corners.push_back(c);
+                    cornerLines.push_back(line.number);
+                }
+            }
+        }
+        // Groups, objects, smoothing groups, materials, lines and points do not change the
+        // triangles and are passed over.
+    }
+    if (corners.empty()) {
+        throw SceneError(name + ": no triangles");
+    }
+    ObjMesh mesh;
+    mesh.positions.reserve(corners.size());
+    bool allNormals = true;
+    bool allUvs = true;
+    for (std::size_t k = 0; k < corners.size(); ++k) {
+        const ObjCorner& c = corners[k];
+        line.number = cornerLines[k];
+        if (static_cast<std::uint64_t>(c.position) >= positions.size()) {
+            fail("vertex " + std::to_string(c.position + 1) + " does not exist (the file has " +
+                 std::to_string(positions.size()) + ")");
+        }
+        if (c.uv >= 0 && static_cast<std::uint64_t>(c.uv) >= uvs.size()) {
+            fail("texture coordinate " + std::to_string(c.uv + 1) +
+                 " does not exist (the file has " + std::to_string(uvs.size()) + ")");
+        }
+        if (c.normal >= 0 && static_cast<std::uint64_t>(c.normal) >= normals.size()) {
+            fail("normal " + std::to_string(c.normal + 1) + " does not exist (the file has " +
+                 std::to_string(normals.size()) + ")");
+        }
+        mesh.positions.push_back(positions[static_cast<std::size_t>(c.position)]);
+        allNormals = allNormals && c.normal >= 0;
+        allUvs = allUvs && c.uv >= 0;
+    }
+    // Normals and uvs only when every corner has them: a mesh is shaded one way throughout.
+    if (allNormals) {
+        mesh.normals.reserve(corners.size());
+        for (const ObjCorner& c : corners) {
+            mesh.normals.push_back(normals[static_cast<std::size_t>(c.normal)]);
+        }
+    }
+    if (allUvs) {
+        mesh.uvs.reserve(corners.size());
+        for (const ObjCorner& c : corners) {
+            mesh.uvs.push_back(uvs[static_cast<std::size_t>(c.uv)]);
+        }
+    }
+    return mesh;
+}
+
 namespace {
 
 // Where in which file: every message starts with the file, then the JSON path.
@@ -61,11 +279,32 @@ struct Where {
 constexpr std::int64_t kMaxSetting = 65536;
 // Rays recurse on the render thread's stack; 64 bounces is far beyond any useful image.
 constexpr std::int64_t kMaxDepth = 64;
+// Coordinates and lengths of a scene stay within a million units: beyond that a float keeps
+// less than a tenth of a unit, and squared distances (a sky dome's, an emitter's area) run out
+// of the float's range. Such values are typing mistakes, not scenes.
+constexpr float kMaxExtent = 1.0e6f;
+const std::string kExtentText = "1e6";
+
+bool withinExtent(vyr::Vec3f p) {
+    return std::fabs(p.x) <= kMaxExtent && std::fabs(p.y) <= kMaxExtent &&
+           std::fabs(p.z) <= kMaxExtent;
+}
 
 struct Loader {
     const vkhost::ShaderLibrary& library;
     std::string baseDir;
     Scene& scene;
+    const LoadLimits& limits;
+    const FileSource& files;
+
+    // A referenced file's bytes; a file that cannot be read is reported at `where`.
+    std::string read(const std::string& path, std::uint64_t maxBytes, const Where& where) const {
+        try {
+            return files ? files(path, maxBytes) : vkimage::readFileBytes(path, maxBytes);
+        } catch (const FileError& e) {
+            where.fail(path + ": " + e.what());
+        }
+    }
 
     std::string resolve(const std::string& file) const {
         const std::filesystem::path p(file);
@@ -141,8 +380,9 @@ struct Loader {
         }
         vkimage::Image image;
         try {
-            image = vkimage::readImage(path);
-        } catch (const std::exception& e) {
+            image = vkimage::readImageFromMemory(read(path, limits.textureBytes, where), path,
+                                                 {limits.textureBytes, limits.texturePixels});
+        } catch (const vkimage::ImageError& e) {
             where.fail(e.what());
         }
         vyr::TextureHandle handle = vyr::host::createTexture();
@@ -278,62 +518,29 @@ struct Loader {
             where["file"].fail("expected an OBJ file name");
         }
         const std::string path = resolve(fileNode.get<std::string>());
-        tinyobj::ObjReader reader;
-        tinyobj::ObjReaderConfig config;
-        config.triangulate = true;
-        config.vertex_color = false;
-        if (!std::filesystem::exists(path)) {
-            where["file"].fail(path + ": no such file");
-        }
-        if (!reader.ParseFromFile(path, config)) {
-            std::string message = reader.Error();
-            while (!message.empty() && (message.back() == '\n' || message.back() == '\r')) {
-                message.pop_back();
-            }
-            where["file"].fail(path + ": cannot read OBJ (" + message + ")");
-        }
         const float scale = numberOr(node, "scale", 1.0f, where);
+        if (!(scale != 0.0f)) {
+            where["scale"].fail("must not be 0");
+        }
         const vyr::Vec3f offset = vec3Or(node, "translate", {0.0f, 0.0f, 0.0f}, where);
-        const auto& attrib = reader.GetAttrib();
-        bool allNormals = true;
-        bool allUvs = true;
-        for (const auto& shape : reader.GetShapes()) {
-            for (const auto& index : shape.mesh.indices) {
-                const auto vi = static_cast<std::size_t>(index.vertex_index);
-                if (3 * vi + 2 >= attrib.vertices.size()) {
-                    where["file"].fail(path + ": vertex index out of range");
-                }
-                object.positions.push_back({attrib.vertices[3 * vi] * scale + offset.x,
-                                            attrib.vertices[3 * vi + 1] * scale + offset.y,
-                                            attrib.vertices[3 * vi + 2] * scale + offset.z});
-                if (index.normal_index >= 0 &&
-                    3 * static_cast<std::size_t>(index.normal_index) + 2 < attrib.normals.size()) {
-                    const auto ni = static_cast<std::size_t>(index.normal_index);
-                    object.normals.push_back(
-                        normalize(vyr::Vec3f{attrib.normals[3 * ni], attrib.normals[3 * ni + 1],
-                                             attrib.normals[3 * ni + 2]}));
-                } else {
-                    allNormals = false;
-                }
-                if (index.texcoord_index >= 0 &&
-                    2 * static_cast<std::size_t>(index.texcoord_index) + 1 <
-                        attrib.texcoords.size()) {
-                    const auto ti = static_cast<std::size_t>(index.texcoord_index);
-                    object.uvs.push_back({attrib.texcoords[2 * ti], attrib.texcoords[2 * ti + 1]});
-                } else {
-                    allUvs = false;
-                }
+        ObjMesh mesh;
+        try {
+            mesh = parseObj(read(path, limits.meshBytes, where["file"]), path, limits);
+        } catch (const SceneError& e) {
+            where["file"].fail(e.what());
+        }
+        object.positions.reserve(mesh.positions.size());
+        for (const vyr::Vec3f& p : mesh.positions) {
+            const vyr::Vec3f world{p.x * scale + offset.x, p.y * scale + offset.y,
+                                   p.z * scale + offset.z};
+            if (!withinExtent(world)) {
+                where.fail(path + ": scaled and moved, a vertex lies beyond " + kExtentText +
+                           " units");
             }
+            object.positions.push_back(world);
         }
-        if (object.positions.empty()) {
-            where["file"].fail(path + ": no triangles");
-        }
-        if (!allNormals) {
-            object.normals.clear();
-        }
-        if (!allUvs) {
-            object.uvs.clear();
-        }
+        object.normals = std::move(mesh.normals);
+        object.uvs = std::move(mesh.uvs);
         // Mesh tangents are given in the file's own space; the frame takes them to the world.
         float* f = object.localFrame;
         f[0] = f[5] = f[10] = scale;
@@ -465,7 +672,8 @@ struct Loader {
         }
         light.shader = shader(name, params, where, [&](vkhost::ParameterBlock& block) {
             if (!iesPath.empty()) {
-                bindIesFile(block, iesPath, *scene.textures, where.file + ": " + where["ies"].path);
+                bindIesFile(block, iesPath, *scene.textures, where.file + ": " + where["ies"].path,
+                            files);
             }
         });
         if (light.shader->kind != vyr::kLightKind) {
@@ -546,20 +754,76 @@ struct Loader {
 
 }  // namespace
 
-Scene parseScene(const std::string& text, const std::string& name, const std::string& baseDir,
-                 const vkhost::ShaderLibrary& library) {
-    Scene scene;
-    scene.path = name;
-    json root;
+namespace {
+
+// "line 3, column 7" of the first place outside strings where `token` stands in the text: the
+// JSON reader reports a number it cannot hold (1e999) without saying where it was.
+std::string placeOf(const std::string& text, const std::string& token) {
+    std::size_t line = 1;
+    std::size_t column = 1;
+    bool inString = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (inString) {
+            if (c == '\\') {
+                ++i;
+                ++column;
+            } else if (c == '"') {
+                inString = false;
+            }
+        } else if (c == '"') {
+            inString = true;
+        } else if (!token.empty() && text.compare(i, token.size(), token) == 0) {
+            return "line " + std::to_string(line) + ", column " + std::to_string(column);
+        }
+        if (c == '\n') {
+            ++line;
+            column = 1;
+        } else {
+            ++column;
+        }
+    }
+    return "";
+}
+
+// The JSON of a scene (or of a parameter list); every problem is one line naming `name`.
+json parseJson(const std::string& text, const std::string& name) {
     try {
-        root = json::parse(text);
+        return json::parse(text);
     } catch (const json::parse_error& e) {
-        std::string what = e.what();
         // "[json.exception.parse_error.101] parse error at line 3, column 5: ..." keeps its tail.
+        const std::string what = e.what();
         const auto at = what.find("parse error");
         throw SceneError(name + ": " + (at == std::string::npos ? what : what.substr(at)));
+    } catch (const json::exception& e) {
+        // A number too large for a double, or text that is not UTF-8: the message without the
+        // reader's own prefix, and the place when the reader names the offending token.
+        std::string what = e.what();
+        const auto prefixEnd = what.find("] ");
+        if (what.rfind("[json.exception.", 0) == 0 && prefixEnd != std::string::npos) {
+            what = what.substr(prefixEnd + 2);
+        }
+        const auto open = what.find('\'');
+        const auto close = open == std::string::npos ? open : what.find('\'', open + 1);
+        const std::string place =
+            close == std::string::npos ? "" : placeOf(text, what.substr(open + 1, close - open - 1));
+        throw SceneError(name + ": " + (place.empty() ? "" : place + ": ") + what);
     }
-    Loader loader{library, baseDir, scene};
+}
+
+}  // namespace
+
+Scene parseScene(const std::string& text, const std::string& name, const std::string& baseDir,
+                 const vkhost::ShaderLibrary& library, const LoadLimits& limits,
+                 const FileSource& files) {
+    Scene scene;
+    scene.path = name;
+    if (text.size() > limits.sceneBytes) {
+        throw SceneError(name + ": larger than the scene limit of " +
+                         std::to_string(limits.sceneBytes) + " bytes");
+    }
+    const json root = parseJson(text, name);
+    Loader loader{library, baseDir, scene, limits, files};
     try {
         loader.load(root, Where{scene.path, ""});
     } catch (const vkhost::ParameterError& e) {
@@ -568,33 +832,66 @@ Scene parseScene(const std::string& text, const std::string& name, const std::st
     return scene;
 }
 
-Scene loadScene(const std::string& path, const vkhost::ShaderLibrary& library) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        throw SceneError(path + ": cannot open scene file");
+Scene loadScene(const std::string& path, const vkhost::ShaderLibrary& library,
+                const LoadLimits& limits) {
+    std::string text;
+    try {
+        text = vkimage::readFileBytes(path, limits.sceneBytes);
+    } catch (const FileError& e) {
+        throw SceneError(path + ": cannot read the scene file: " + e.what());
     }
-    std::ostringstream text;
-    text << in.rdbuf();
-    return parseScene(text.str(), path, std::filesystem::path(path).parent_path().string(),
-                      library);
+    return parseScene(text, path, std::filesystem::path(path).parent_path().string(), library,
+                      limits);
 }
 
 std::shared_ptr<ShaderInstance> makeShader(const vkhost::ShaderLibrary& library,
                                            const std::string& shaderName,
                                            const std::string& parametersJson,
                                            const std::string& where, Scene& scene) {
-    json params;
-    try {
-        params = json::parse(parametersJson.empty() ? "{}" : parametersJson);
-    } catch (const json::parse_error& e) {
-        throw SceneError(where + ": " + e.what());
-    }
-    Loader loader{library, "", scene};
+    const json params = parseJson(parametersJson.empty() ? "{}" : parametersJson, where);
+    const LoadLimits limits;
+    const FileSource files;
+    Loader loader{library, "", scene, limits, files};
     return loader.shader(shaderName, &params, Where{where, ""}, [](vkhost::ParameterBlock&) {});
 }
 
+namespace {
+
+// A lamp file's bytes read as vkhost::loadIes reads a file from disk (canonicalised, then through
+// the guarded buffer reader, the web size checked), so that the bytes may come from any source.
+vkhost::LoadedIes readWebIes(const std::string& bytes) {
+    vkhost::LoadedIes loaded;
+    try {
+        const IESFile::Canonical canonical = IESFile::canonicalize(bytes);
+        loaded.canonical = canonical.describe();
+        loaded.changes = canonical.changes;
+        loaded.reader =
+            std::make_unique<IESFile::GuardedReader>(IESFile::GuardedReader::Source::Buffer);
+        loaded.file = std::make_unique<IESFile>(loaded.reader.get());
+        loaded.file->read(canonical.text.c_str());
+    } catch (const IESFile::CanonicalError& e) {
+        throw vkhost::IesLoadError(e.what());
+    } catch (const IESFile::EndlessRead& e) {
+        throw vkhost::IesLoadError(e.what());
+    } catch (const std::bad_alloc&) {
+        throw vkhost::IesLoadError("out of memory while reading");
+    }
+    const IESFileData* d = loaded.file->data();
+    if (d == nullptr) {
+        throw vkhost::IesLoadError("the file could not be read");
+    }
+    if (d->candelas == nullptr || d->verticalAngles == nullptr || d->horizontalAngles == nullptr) {
+        throw vkhost::IesLoadError(
+            "no complete photometric data (luminaire line, angles and candela values)");
+    }
+    vkhost::checkedWebSize(*d);
+    return loaded;
+}
+
+}  // namespace
+
 void bindIesFile(vkhost::ParameterBlock& lightParameters, const std::string& iesPath,
-                 TextureStore& textures, const std::string& where) {
+                 TextureStore& textures, const std::string& where, const FileSource& files) {
     const vkhost::Declaration* webMap = lightParameters.layout().find("webMap");
     if (webMap == nullptr || webMap->type != vkhost::ParamType::Texture2D) {
         throw SceneError(where + ": " + lightParameters.shaderName() +
@@ -602,7 +899,10 @@ void bindIesFile(vkhost::ParameterBlock& lightParameters, const std::string& ies
     }
     vkhost::LoadedIes loaded;
     try {
-        loaded = vkhost::loadIes(iesPath);
+        loaded = readWebIes(files ? files(iesPath, vkhost::kMaxIesFileBytes)
+                                  : vkimage::readFileBytes(iesPath, vkhost::kMaxIesFileBytes));
+    } catch (const FileError& e) {
+        throw SceneError(where + ": " + iesPath + ": " + e.what());
     } catch (const vkhost::IesLoadError& e) {
         throw SceneError(where + ": " + iesPath + ": " + e.what());
     }

@@ -9,11 +9,14 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "image_io.h"
 #include "parameters.h"
 #include "shader_library.h"
 #include "vyr/vyr.h"
@@ -142,11 +145,49 @@ struct Scene {
     std::shared_ptr<TextureStore> textures = std::make_shared<TextureStore>();
 };
 
+// What loading a scene may read, so that a wrong path (/dev/zero, a film-sized texture, a scanned
+// city) fails with one line naming the file and the limit instead of filling memory. Tools may
+// raise them; every limit is inclusive.
+struct LoadLimits {
+    std::uint64_t sceneBytes = 16ull << 20;     // the scene file
+    std::uint64_t meshBytes = 256ull << 20;     // each OBJ file
+    std::uint64_t meshTriangles = 8ull << 20;   // each mesh, polygons counted as their triangles
+    std::uint64_t textureBytes = 256ull << 20;  // each image file
+    std::uint64_t texturePixels = 1ull << 26;   // width x height an image's header declares
+};
+
+// Why a referenced file could not be read, without its path ("no such file", "is a directory",
+// "larger than the limit of N bytes").
+using FileError = vkimage::FileError;
+
+// Answers the files a scene refers to (meshes, textures, photometric files) by their resolved
+// path: the bytes, at most `maxBytes`, or FileError. Empty: the filesystem (readFileBytes).
+// Tests and fuzzers answer from memory, so that no disk is touched.
+using FileSource = std::function<std::string(const std::string& path, std::uint64_t maxBytes)>;
+
+// Files held in memory by path; any other path is "no such file".
+FileSource memoryFiles(std::map<std::string, std::string> files);
+
 // Reads a scene file. Shader objects are made from `library`, which must outlive the scene.
-Scene loadScene(const std::string& path, const vkhost::ShaderLibrary& library);
-// The same from JSON text; `name` is used in messages, `baseDir` resolves relative file paths.
+Scene loadScene(const std::string& path, const vkhost::ShaderLibrary& library,
+                const LoadLimits& limits = {});
+// The same from JSON text; `name` is used in messages, `baseDir` resolves relative file paths
+// before they are asked of `files`.
 Scene parseScene(const std::string& text, const std::string& name, const std::string& baseDir,
-                 const vkhost::ShaderLibrary& library);
+                 const vkhost::ShaderLibrary& library, const LoadLimits& limits = {},
+                 const FileSource& files = {});
+
+// A triangle mesh as an OBJ file gives it, in the file's own space: three corners per triangle
+// (polygons are fanned), with per-corner normals and uvs only when every corner has them.
+struct ObjMesh {
+    std::vector<vyr::Vec3f> positions;
+    std::vector<vyr::Vec3f> normals;
+    std::vector<vyr::Vec2f> uvs;
+};
+// Reads OBJ text (v, vn, vt, f; other statements are ignored). Throws SceneError
+// "<name>: line 12: ..." for a malformed number or index, a non-finite coordinate, no triangles,
+// or more than limits.meshBytes of text or limits.meshTriangles triangles.
+ObjMesh parseObj(const std::string& text, const std::string& name, const LoadLimits& limits = {});
 
 // The parameters of a shader from a JSON object text ({"color": [1, 0, 0]}), for code that
 // builds scenes itself; messages name `where`.
@@ -157,9 +198,9 @@ std::shared_ptr<ShaderInstance> makeShader(const vkhost::ShaderLibrary& library,
 
 // Binds an IES file (a measured lamp) to a photometric web light: the web texture made from the
 // file goes into the light's parameter block ("webMap") before the block is applied, and the
-// textures it makes join `textures`, which releases them with the scene. The photometry module
-// (IESFile) is not part of this build yet, so it fails with a clear message naming `where`.
+// textures it makes join `textures`, which releases them with the scene. The file is read
+// from `files` (empty: the filesystem); problems are a SceneError starting with `where`.
 void bindIesFile(vkhost::ParameterBlock& lightParameters, const std::string& iesPath,
-                 TextureStore& textures, const std::string& where);
+                 TextureStore& textures, const std::string& where, const FileSource& files = {});
 
 }  // namespace vkrender
