@@ -99,10 +99,22 @@ private:
 
 Image readExr(const std::string& bytes, const std::string& name, const ImageLimits& limits) {
     try {
-        MemoryStream stream(bytes, name);
-        Imf::InputFile file(stream);
-        // Sizes from the header, checked before a pixel is allocated.
-        const Imath::Box2i window = file.header().dataWindow();
+        // The header on its own first: OpenEXR sizes its tables by the data window as soon as
+        // a file is opened, so the window is checked before that.
+        Imath::Box2i window;
+        {
+            MemoryStream probe(bytes, name);
+            probe.seekg(4);
+            char versionBytes[4];
+            probe.read(versionBytes, 4);
+            int version = 0;
+            for (int i = 3; i >= 0; --i) {
+                version = (version << 8) | static_cast<unsigned char>(versionBytes[i]);
+            }
+            Imf::Header header;
+            header.readFrom(probe, version);
+            window = header.dataWindow();
+        }
         const std::int64_t width = std::int64_t{window.max.x} - window.min.x + 1;
         const std::int64_t height = std::int64_t{window.max.y} - window.min.y + 1;
         if (width <= 0 || height <= 0) {
@@ -111,6 +123,11 @@ Image readExr(const std::string& bytes, const std::string& name, const ImageLimi
         if (static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height) >
             limits.pixels) {
             tooManyPixels(name, width, height, limits);
+        }
+        MemoryStream stream(bytes, name);
+        Imf::InputFile file(stream);
+        if (file.header().dataWindow() != window) {
+            throw ImageError(name + ": the EXR parts disagree on the data window");
         }
         // Read as 32-bit floats whatever the file stores, so float images come back exact.
         Image image(static_cast<int>(width), static_cast<int>(height));

@@ -88,7 +88,7 @@ TEST(SceneFile, BadInputIsOneLineNamingTheFileAndThePath) {
         {R"({"lights": [{"shader": "SimplePointLight", "shape": "cone"}]})",
          "lights[0].shape: expected"},
         {R"({"objects": [{"type": "sphere", "radius": -1, "material": {"diffuse": [1, 1, 1]}}]})",
-         "objects[0].radius: must be positive"},
+         "objects[0].radius: must be above 0 and at most 1e6, got -1"},
         {R"({"objects": [{"type": "cube", "material": {"diffuse": [1, 1, 1]}}]})",
          "objects[0].type: expected"},
         {R"({"objects": [{"type": "sphere"}]})", "objects[0]: missing \"material\""},

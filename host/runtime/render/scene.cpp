@@ -1,7 +1,13 @@
 #include "render/scene.h"
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
+#include <limits>
+#include <optional>
+#include <type_traits>
+#include <variant>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string_view>
@@ -191,7 +197,8 @@ ObjMesh parseObj(const std::string& text, const std::string& name, const LoadLim
                 if (slash1 != std::string_view::npos) {
                     const std::string_view uv = token.substr(
                         slash1 + 1, slash2 == std::string_view::npos ? slash2 : slash2 - slash1 - 1);
-                    if (!uv.empty()) {
+                    // Only v//vn leaves the uv out.
+                    if (!uv.empty() || slash2 == std::string_view::npos) {
                         c.uv = objIndex(uv, uvs.size());
                         good = good && c.uv >= 0;
                     }
@@ -285,6 +292,20 @@ constexpr std::int64_t kMaxDepth = 64;
 constexpr float kMaxExtent = 1.0e6f;
 const std::string kExtentText = "1e6";
 
+// A JSON value as the file gives it, cut short for a message.
+std::string shown(const json& value) {
+    std::string text = value.dump();
+    if (text.size() > 60) {
+        text.resize(57);
+        text += "...";
+    }
+    return text;
+}
+
+std::string shown(const json& object, const char* key) {
+    return object.contains(key) ? shown(object[key]) : "the default";
+}
+
 bool withinExtent(vyr::Vec3f p) {
     return std::fabs(p.x) <= kMaxExtent && std::fabs(p.y) <= kMaxExtent &&
            std::fabs(p.z) <= kMaxExtent;
@@ -349,6 +370,40 @@ struct Loader {
         return object.contains(key) ? number(object[key], where[key]) : fallback;
     }
 
+    // A place in the scene: a point within kMaxExtent of the origin on every axis.
+    vyr::Vec3f pointOr(const json& object, const char* key, vyr::Vec3f fallback,
+                       const Where& where) const {
+        if (!object.contains(key)) {
+            return fallback;
+        }
+        const vyr::Vec3f p = vec3(object[key], where[key]);
+        if (!withinExtent(p)) {
+            where[key].fail("coordinates must lie within -" + kExtentText + " and " +
+                            kExtentText + ", got " + shown(object, key));
+        }
+        return p;
+    }
+
+    // A direction: any length but zero; also an edge vector, which is bounded like a point.
+    vyr::Vec3f directionOr(const json& object, const char* key, vyr::Vec3f fallback,
+                           const Where& where) const {
+        const vyr::Vec3f d = pointOr(object, key, fallback, where);
+        if (!(length(d) > 0.0f)) {
+            where[key].fail("must not be zero, got " + shown(object, key));
+        }
+        return d;
+    }
+
+    // A size: above 0 and at most kMaxExtent.
+    float lengthOr(const json& object, const char* key, float fallback, const Where& where) const {
+        const float value = numberOr(object, key, fallback, where);
+        if (!(value > 0.0f && value <= kMaxExtent)) {
+            where[key].fail("must be above 0 and at most " + kExtentText + ", got " +
+                            shown(object, key));
+        }
+        return value;
+    }
+
     const json& require(const json& object, const char* key, const Where& where) const {
         if (!object.contains(key)) {
             where.fail(std::string("missing \"") + key + "\"");
@@ -401,11 +456,23 @@ struct Loader {
                     where.fail("expected true or false for a bool parameter");
                 }
                 return value.get<bool>();
-            case ParamType::Int:
-                if (!value.is_number_integer()) {
-                    where.fail("expected an integer for an int parameter");
+            case ParamType::Int: {
+                // Whole numbers only, and only those a 32-bit field holds: 2.5 or 2^31 would
+                // otherwise be cut to something the scene never said.
+                constexpr auto low = std::numeric_limits<std::int32_t>::min();
+                constexpr auto high = std::numeric_limits<std::int32_t>::max();
+                const bool fitsInt =
+                    value.is_number_integer() &&
+                    (value.is_number_unsigned()
+                         ? value.get<std::uint64_t>() <= static_cast<std::uint64_t>(high)
+                         : value.get<std::int64_t>() >= low && value.get<std::int64_t>() <= high);
+                if (!fitsInt) {
+                    where.fail("expected an integer from " + std::to_string(low) + " to " +
+                               std::to_string(high) + " for an int parameter, got " +
+                               shown(value));
                 }
                 return static_cast<std::int32_t>(value.get<std::int64_t>());
+            }
             case ParamType::Float:
                 return number(value, where);
             case ParamType::Vec2f: {
@@ -474,12 +541,52 @@ struct Loader {
                 if (d == nullptr) {
                     pw[key].fail("shader " + name + " declares no parameter '" + key + "'");
                 }
-                block.set(key, parameterValue(*d, value, pw[key]));
+                const vkhost::ParamValue v = parameterValue(*d, value, pw[key]);
+                checkMeaning(*instance, key, v, value, pw[key]);
+                block.set(key, v);
             }
         }
         bind(block);
         block.applyTo(instance->object.get());
         return instance;
+    }
+
+    // Values the library takes as given but that mean nothing physically; the arithmetic they
+    // lead to is contracted, so the scene is refused here instead of rendering NaN or negative
+    // light.
+    static void checkMeaning(const ShaderInstance& shader, const std::string& key,
+                             const vkhost::ParamValue& value, const json& text,
+                             const Where& where) {
+        // What lights and environments emit (their colours, intensities and multipliers).
+        static const char* const kEmission[] = {"color",      "integratedColor", "rgbLightColor",
+                                                "intensity",  "multiplier",      "ground_color"};
+        const bool emitter = shader.kind == vyr::kLightKind || shader.kind == vyr::kEnvironmentKind;
+        if (emitter && std::find(std::begin(kEmission), std::end(kEmission), key) !=
+                           std::end(kEmission)) {
+            bool negative = false;
+            std::visit(
+                [&](const auto& v) {
+                    using T = std::decay_t<decltype(v)>;
+                    if constexpr (std::is_same_v<T, float>) {
+                        negative = v < 0.0f;
+                    } else if constexpr (std::is_same_v<T, vyr::Vec3f>) {
+                        negative = v.x < 0.0f || v.y < 0.0f || v.z < 0.0f;
+                    } else if constexpr (std::is_same_v<T, vyr::Vec4f>) {
+                        negative = v.x < 0.0f || v.y < 0.0f || v.z < 0.0f || v.w < 0.0f;
+                    }
+                },
+                value);
+            if (negative) {
+                where.fail("emitted light must not be negative, got " + shown(text));
+            }
+        }
+        // The Glazing divides its reflected share by the number of panes: 0 shades NaN.
+        if (shader.name == "vexa_kelo_Mtl_Glazing" && key == "u_level" &&
+            !(std::get<float>(value) > 0.0f)) {
+            where.fail("the number of panes must be above 0 (the reflected share is divided by "
+                       "it), got " +
+                       shown(text));
+        }
     }
 
     std::shared_ptr<ShaderInstance> shaderOfKind(const json& node, int kind, const Where& where) {
@@ -505,6 +612,12 @@ struct Loader {
         Material m;
         if (node.contains("diffuse")) {
             m.albedo = vec3(node["diffuse"], where["diffuse"]);
+            // A surface reflects at most what reaches it.
+            if (!(m.albedo.x >= 0.0f && m.albedo.x <= 1.0f && m.albedo.y >= 0.0f &&
+                  m.albedo.y <= 1.0f && m.albedo.z >= 0.0f && m.albedo.z <= 1.0f)) {
+                where["diffuse"].fail("each component must be from 0 to 1, got " +
+                                      shown(node["diffuse"]));
+            }
         } else {
             m.shader = shaderOfKind(node, vyr::kMaterialKind, where);
         }
@@ -519,13 +632,15 @@ struct Loader {
         }
         const std::string path = resolve(fileNode.get<std::string>());
         const float scale = numberOr(node, "scale", 1.0f, where);
-        if (!(scale != 0.0f)) {
-            where["scale"].fail("must not be 0");
+        if (!(scale != 0.0f && std::fabs(scale) <= kMaxExtent)) {
+            where["scale"].fail("must not be 0 and at most " + kExtentText + " either way, got " +
+                                shown(node, "scale"));
         }
-        const vyr::Vec3f offset = vec3Or(node, "translate", {0.0f, 0.0f, 0.0f}, where);
+        const vyr::Vec3f offset = pointOr(node, "translate", {0.0f, 0.0f, 0.0f}, where);
+        const std::string text = read(path, limits.meshBytes, where["file"]);
         ObjMesh mesh;
         try {
-            mesh = parseObj(read(path, limits.meshBytes, where["file"]), path, limits);
+            mesh = parseObj(text, path, limits);
         } catch (const SceneError& e) {
             where["file"].fail(e.what());
         }
@@ -556,34 +671,28 @@ struct Loader {
         Object object;
         if (type == "sphere") {
             object.kind = ShapeKind::Sphere;
-            object.center = vec3Or(node, "center", object.center, where);
-            object.radius = numberOr(node, "radius", 1.0f, where);
-            if (!(object.radius > 0.0f)) {
-                where["radius"].fail("must be positive");
-            }
+            object.center = pointOr(node, "center", object.center, where);
+            object.radius = lengthOr(node, "radius", 1.0f, where);
         } else if (type == "quad" || type == "plane") {
             object.kind = ShapeKind::Quad;
-            object.center = vec3Or(node, "center", object.center, where);
+            object.center = pointOr(node, "center", object.center, where);
             if (type == "plane") {
                 // A square of the given size round the centre, facing up the z axis.
-                const float size = numberOr(node, "size", 100.0f, where);
+                const float size = lengthOr(node, "size", 100.0f, where);
                 object.edgeU = {size, 0.0f, 0.0f};
                 object.edgeV = {0.0f, size, 0.0f};
             }
-            object.edgeU = vec3Or(node, "edge_u", object.edgeU, where);
-            object.edgeV = vec3Or(node, "edge_v", object.edgeV, where);
+            object.edgeU = directionOr(node, "edge_u", object.edgeU, where);
+            object.edgeV = directionOr(node, "edge_v", object.edgeV, where);
             object.normal = normalize(cross(object.edgeU, object.edgeV));
             if (!(length(cross(object.edgeU, object.edgeV)) > 0.0f)) {
                 where.fail("the edges of a quad must span an area");
             }
         } else if (type == "disk") {
             object.kind = ShapeKind::Disk;
-            object.center = vec3Or(node, "center", object.center, where);
-            object.radius = numberOr(node, "radius", 1.0f, where);
-            object.normal = normalize(vec3Or(node, "normal", object.normal, where));
-            if (!(object.radius > 0.0f) || !(length(object.normal) > 0.0f)) {
-                where.fail("a disk needs a positive radius and a non-zero normal");
-            }
+            object.center = pointOr(node, "center", object.center, where);
+            object.radius = lengthOr(node, "radius", 1.0f, where);
+            object.normal = normalize(directionOr(node, "normal", object.normal, where));
         } else if (type == "mesh") {
             object.kind = ShapeKind::Mesh;
             mesh(object, node, where);
@@ -632,25 +741,22 @@ struct Loader {
                 where["shape"].fail(
                     "expected \"point\", \"sphere\", \"rectangle\", \"dome\" or \"ambient\"");
         }
-        light.position = vec3Or(node, "position", light.position, where);
+        light.position = pointOr(node, "position", light.position, where);
         if (node.contains("target")) {
-            const vyr::Vec3f toTarget = vec3(node["target"], where["target"]) - light.position;
+            const vyr::Vec3f toTarget = pointOr(node, "target", {}, where) - light.position;
             if (!(length(toTarget) > 0.0f)) {
                 where["target"].fail("the target must differ from the position");
             }
             light.axis = normalize(toTarget);
         }
         if (node.contains("axis")) {
-            light.axis = vec3(node["axis"], where["axis"]);
-            if (!(length(light.axis) > 0.0f)) {
-                where["axis"].fail("must not be zero");
-            }
-            light.axis = normalize(light.axis);
+            light.axis = normalize(directionOr(node, "axis", light.axis, where));
         }
-        light.radius = numberOr(node, "radius", light.radius, where);
-        light.domeRadius = numberOr(node, "dome_radius", light.domeRadius, where);
-        light.edgeU = vec3Or(node, "edge_u", light.edgeU, where);
-        light.edgeV = vec3Or(node, "edge_v", light.edgeV, where);
+        light.radius = lengthOr(node, "radius", light.radius, where);
+        // The dome's points are this far from the shaded point; its square must stay a float.
+        light.domeRadius = lengthOr(node, "dome_radius", light.domeRadius, where);
+        light.edgeU = directionOr(node, "edge_u", light.edgeU, where);
+        light.edgeV = directionOr(node, "edge_v", light.edgeV, where);
         if (light.shape == LightShape::Rectangle) {
             const vyr::Vec3f n = cross(light.edgeU, light.edgeV);
             if (!(length(n) > 0.0f)) {
@@ -658,9 +764,6 @@ struct Loader {
             }
             // The emitter shines to the side its normal points to.
             light.axis = normalize(n);
-        }
-        if (light.shape == LightShape::Sphere && !(light.radius > 0.0f)) {
-            where["radius"].fail("must be positive");
         }
         const json* params = node.contains("params") ? &node["params"] : nullptr;
         std::string iesPath;
@@ -688,9 +791,9 @@ struct Loader {
             const json& c = root["camera"];
             const Where cw = where["camera"];
             requireObject(c, cw);
-            scene.camera.position = vec3Or(c, "position", scene.camera.position, cw);
-            scene.camera.lookAt = vec3Or(c, "look_at", scene.camera.lookAt, cw);
-            scene.camera.up = vec3Or(c, "up", scene.camera.up, cw);
+            scene.camera.position = pointOr(c, "position", scene.camera.position, cw);
+            scene.camera.lookAt = pointOr(c, "look_at", scene.camera.lookAt, cw);
+            scene.camera.up = directionOr(c, "up", scene.camera.up, cw);
             scene.camera.fovDegrees = numberOr(c, "fov", scene.camera.fovDegrees, cw);
             if (!(scene.camera.fovDegrees > 0.0f && scene.camera.fovDegrees < 180.0f)) {
                 cw["fov"].fail("must be between 0 and 180 degrees");
@@ -700,7 +803,8 @@ struct Loader {
                 cw.fail("position, look_at and up must not be in line");
             }
         }
-        scene.up = vec3Or(root, "up", scene.up, where);
+        // The dome's zenith.
+        scene.up = directionOr(root, "up", scene.up, where);
         if (root.contains("render")) {
             const json& r = root["render"];
             const Where rw = where["render"];
@@ -712,7 +816,7 @@ struct Loader {
                 if (!r[key].is_number_integer() || r[key].get<std::int64_t>() < low ||
                     r[key].get<std::int64_t>() > high) {
                     rw[key].fail("expected an integer from " + std::to_string(low) + " to " +
-                                 std::to_string(high));
+                                 std::to_string(high) + ", got " + shown(r[key]));
                 }
                 return static_cast<int>(r[key].get<std::int64_t>());
             };
@@ -720,12 +824,25 @@ struct Loader {
             scene.settings.height = integer("height", scene.settings.height, 1);
             scene.settings.spp = integer("spp", scene.settings.spp, 1);
             scene.settings.maxDepth = integer("max_depth", scene.settings.maxDepth, 1, kMaxDepth);
-            scene.settings.seed = static_cast<std::uint64_t>(integer("seed", 1, 0));
+            if (r.contains("seed")) {
+                // Any 64-bit pattern seeds the sampler; a larger number or a fraction would
+                // not be the seed the file names.
+                if (!r["seed"].is_number_integer() ||
+                    (!r["seed"].is_number_unsigned() && r["seed"].get<std::int64_t>() < 0)) {
+                    rw["seed"].fail("expected an integer from 0 to " +
+                                    std::to_string(std::numeric_limits<std::uint64_t>::max()) +
+                                    ", got " + shown(r["seed"]));
+                }
+                scene.settings.seed = r["seed"].get<std::uint64_t>();
+            }
             if (static_cast<std::int64_t>(scene.settings.width) * scene.settings.height >
                 kMaxPixels) {
                 rw.fail("the image is larger than " + std::to_string(kMaxPixels) + " pixels");
             }
             scene.settings.exposure = numberOr(r, "exposure", scene.settings.exposure, rw);
+            if (!(scene.settings.exposure > 0.0f)) {
+                rw["exposure"].fail("must be above 0, got " + shown(r, "exposure"));
+            }
         }
         if (root.contains("objects")) {
             const json& objects = root["objects"];
