@@ -9,6 +9,7 @@
 
 #include "command.h"
 #include "image_io.h"
+#include "output_files.h"
 #include "render/gallery.h"
 #include "render/image_compare.h"
 #include "shader_library.h"
@@ -62,6 +63,13 @@ std::vector<std::string> tileNames(int count) {
 }
 
 void runDiff(const DiffArgs& args) {
+    vexakelo::cli::OutputFiles outputs;
+    if (!args.heatMap.empty()) {
+        outputs.addInput(args.image);
+        outputs.addInput(args.reference);
+        outputs.add(args.heatMap, "--heat", {".png", ".exr"});
+        outputs.prepare();
+    }
     const vkimage::Image image = read(args.image);
     const vkimage::Image reference = read(args.reference);
     if (image.width != reference.width || image.height != reference.height) {
@@ -89,12 +97,9 @@ void runDiff(const DiffArgs& args) {
     const vkrender::ImageDifference whole = vkrender::compareImages(image, reference);
     print("image", whole);
     if (!args.heatMap.empty()) {
-        try {
-            vkimage::writeImage(args.heatMap,
-                                vkrender::differenceHeatMap(image, reference, args.heatScale));
-        } catch (const std::exception& e) {
-            throw vexakelo::cli::Failure(e.what());
-        }
+        const vkimage::Image heat = vkrender::differenceHeatMap(image, reference, args.heatScale);
+        outputs.write(args.heatMap, [&](const std::string& to) { vkimage::writeImage(to, heat); });
+        outputs.commit();
     }
     if (args.failAbove >= 0.0 && whole.relativeRmse > args.failAbove) {
         std::printf("relative RMSE %.4f is above %.4f\n", whole.relativeRmse, args.failAbove);
@@ -111,7 +116,9 @@ void setupDiff(CLI::App& app) {
         ->required();
     diff->add_option("--tile", args.tile, "also per tile of a gallery with tiles of this size")
         ->check(CLI::Range(8, 8192));
-    diff->add_option("--heat", args.heatMap, "write a heat map of |image - reference| (.png/.exr)");
+    diff->add_option("--heat", args.heatMap,
+                     "write a heat map of |image - reference| (.png/.exr); missing directories "
+                     "are made");
     diff->add_option("--heat-scale", args.heatScale,
                      "the difference drawn white (default: the largest)")
         ->check(CLI::NonNegativeNumber);

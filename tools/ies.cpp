@@ -21,12 +21,14 @@
 #include "command.h"
 #include "ies_loading.h"
 #include "image_io.h"
+#include "output_files.h"
 #include "photometry/ies_file.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using vexakelo::cli::Failure;
+using vexakelo::cli::OutputFiles;
 
 using vkhost::IesLoadError;
 using Loaded = vkhost::LoadedIes;
@@ -394,6 +396,13 @@ std::string jsonOf(const std::string& path, const Loaded& loaded, bool strict, b
     return o.str();
 }
 
+// The false-colour preview written beside the --web texture: OUT.exr gives OUT.png.
+std::string previewPath(const std::string& web) {
+    fs::path p(web);
+    p.replace_extension(".png");
+    return p.string();
+}
+
 // --- Images ------------------------------------------------------------------------------------
 #ifdef VEXAKELO_CLI_IMAGES
 
@@ -432,20 +441,11 @@ vyr::Vec4f falseColour(float value) {
     return c;
 }
 
-std::string withExtension(const std::string& path, const char* extension) {
-    fs::path p(path);
-    p.replace_extension(extension);
-    return p.string();
-}
-
 // The preview keeps at most this many texels per side (every n-th texel of a finer texture): it
 // is for looking at, and encoding a fine lamp's full texture as PNG cost more than making it.
 constexpr int kPreviewSide = 1024;
 
-void writeWeb(const std::string& out, IESFile& file, const Tables& t) {
-    if (!vkimage::hasExtension(out, ".exr")) {
-        throw Failure(out + ": --web writes an OpenEXR file; give a name ending in .exr");
-    }
+void writeWeb(const std::string& out, IESFile& file, const Tables& t, OutputFiles& outputs) {
     vkimage::Image linear(t.wv, t.hh);
     const auto& texels = file.webTexels();
     for (int y = 0; y < t.hh; ++y) {
@@ -462,16 +462,14 @@ void writeWeb(const std::string& out, IESFile& file, const Tables& t) {
         }
     }
     // Uncompressed: deflating a fine lamp's float texels took several times as long as making them.
-    vkimage::writeExr(out, linear, false);
-    vkimage::writeImage(withExtension(out, ".png"), preview);
+    outputs.write(out, [&](const std::string& to) { vkimage::writeExr(to, linear, false); });
+    outputs.write(previewPath(out),
+                  [&](const std::string& to) { vkimage::writeImage(to, preview); });
 }
 
 // One image of Wv × Hh: red is the φ CDF as uploaded (element y·Wv + x), green the θ CDF of
 // column x (the same in every row).
-void writeCdf(const std::string& out, IESFile& file, const Tables& t) {
-    if (!vkimage::hasExtension(out, ".exr")) {
-        throw Failure(out + ": --cdf writes an OpenEXR file; give a name ending in .exr");
-    }
+void writeCdf(const std::string& out, IESFile& file, const Tables& t, OutputFiles& outputs) {
     vkimage::Image image(t.wv, t.hh);
     for (int y = 0; y < t.hh; ++y) {
         for (int x = 0; x < t.wv; ++x) {
@@ -479,7 +477,7 @@ void writeCdf(const std::string& out, IESFile& file, const Tables& t) {
                               file.thetaCdf()[static_cast<std::size_t>(x)], 0.0f, 1.0f};
         }
     }
-    vkimage::writeExr(out, image, false);
+    outputs.write(out, [&](const std::string& to) { vkimage::writeExr(to, image, false); });
 }
 
 double niceCeiling(double value) {
@@ -504,10 +502,8 @@ struct Cut {
 
 // Polar candela diagram: 0° (nadir) at the bottom, 180° at the top; each curve is a vertical
 // plane, its two halves on either side.
-void writePlot(const std::string& out, const std::string& title, const IESFile& file) {
-    if (!vkimage::hasExtension(out, ".png")) {
-        throw Failure(out + ": --plot writes a PNG file; give a name ending in .png");
-    }
+void writePlot(const std::string& out, const std::string& title, const IESFile& file,
+               OutputFiles& outputs) {
     const IESFileData& d = *file.data();
     const bool typeC = d.photometricType == 1;
     const double scale = static_cast<double>(d.maxCandela) * d.candelaMultiplier;
@@ -538,7 +534,8 @@ void writePlot(const std::string& out, const std::string& title, const IESFile& 
             } else if (std::fabs(a) <= 90.0) {
                 value = file.sampleIntensity(a, cut.rightPhi);
             }
-            const double cd = std::isfinite(value) ? value * scale : 0.0;
+            // A negative value (in the table) would be drawn on the opposite side.
+            const double cd = std::isfinite(value) ? std::max(0.0, value * scale) : 0.0;
             largest = std::max(largest, cd);
             points.emplace_back(a, cd);
         }
@@ -617,20 +614,14 @@ void writePlot(const std::string& out, const std::string& title, const IESFile& 
     cairo_show_text(cr, subtitle.c_str());
     cairo_destroy(cr);
 
-    // Written beside the target and renamed, so a failure leaves nothing half-written.
-    const std::string temporary = out + ".partial";
-    const cairo_status_t status = cairo_surface_write_to_png(surface, temporary.c_str());
+    outputs.write(out, [&](const std::string& to) {
+        const cairo_status_t status = cairo_surface_write_to_png(surface, to.c_str());
+        if (status != CAIRO_STATUS_SUCCESS) {
+            cairo_surface_destroy(surface);
+            throw Failure(out + ": cannot write the plot: " + cairo_status_to_string(status));
+        }
+    });
     cairo_surface_destroy(surface);
-    std::error_code error;
-    if (status != CAIRO_STATUS_SUCCESS) {
-        fs::remove(temporary, error);
-        throw Failure(out + ": cannot write the plot: " + cairo_status_to_string(status));
-    }
-    fs::rename(temporary, out, error);
-    if (error) {
-        fs::remove(temporary, error);
-        throw Failure(out + ": cannot write the plot: " + error.message());
-    }
 }
 #endif  // VEXAKELO_CLI_IMAGES
 
@@ -649,8 +640,9 @@ void appendWrapped(std::string& out, const float* values, std::size_t count) {
 }
 
 // The lamp in canonical layout with each candela value multiplied by the tilt factor of its
-// direction, and TILT=NONE; written beside the target and renamed.
-void writeTilted(const std::string& out, const std::string& path, const Loaded& loaded) {
+// direction, and TILT=NONE.
+void writeTilted(const std::string& out, const std::string& path, const Loaded& loaded,
+                 OutputFiles& outputs) {
     const IESFileData& d = *loaded.file->data();
     const vkhost::TiltData& t = loaded.tilt;
     if (!t.present()) {
@@ -690,23 +682,14 @@ void writeTilted(const std::string& out, const std::string& path, const Loaded& 
         }
         appendWrapped(text, row.data(), row.size());
     }
-    const std::string temporary = out + ".partial";
-    {
-        std::ofstream file(temporary, std::ios::binary);
+    outputs.write(out, [&](const std::string& to) {
+        std::ofstream file(to, std::ios::binary);
         file << text;
         file.close();
         if (!file) {
-            std::error_code ignored;
-            fs::remove(temporary, ignored);
             throw Failure(out + ": cannot write the tilted lamp");
         }
-    }
-    std::error_code error;
-    fs::rename(temporary, out, error);
-    if (error) {
-        fs::remove(temporary, error);
-        throw Failure(out + ": cannot write the tilted lamp: " + error.message());
-    }
+    });
 }
 
 void run(const Options& options) {
@@ -720,6 +703,18 @@ void run(const Options& options) {
     if (options.grid && !options.json && options.files.size() != 1) {
         throw Failure("--grid prints one CSV table: give one FILE, or add --json");
     }
+    // Every output is checked, and missing directories made, before the lamp is read; the files
+    // appear together at the end or not at all. An input is never overwritten.
+    OutputFiles outputs;
+    for (const std::string& path : options.files) outputs.addInput(path);
+    if (!options.web.empty()) {
+        outputs.add(options.web, "--web", {".exr"});
+        outputs.add(previewPath(options.web), "the --web preview (OUT.png)", {".png"});
+    }
+    if (!options.cdf.empty()) outputs.add(options.cdf, "--cdf", {".exr"});
+    if (!options.plot.empty()) outputs.add(options.plot, "--plot", {".png"});
+    if (!options.applyTilt.empty()) outputs.add(options.applyTilt, "--apply-tilt", {".ies"});
+    outputs.prepare();
     int failed = 0;
     std::string lastError;
     std::vector<std::string> json;
@@ -738,17 +733,29 @@ void run(const Options& options) {
                 std::fprintf(stderr, "vexakelo: warning: %s: tilt file %s: %s; tilt ignored\n",
                              path.c_str(), tilt.filePath.c_str(), tilt.problem.c_str());
             }
+            const IESFileData& d = *loaded.file->data();
+            const double multiplier = d.candelaMultiplier;
+            if (!options.plot.empty() && !(multiplier > 0.0)) {
+                throw Failure(path + ": --plot: candela multiplier " + number(multiplier) +
+                              " makes every intensity 0 or negative; nothing to plot");
+            }
+            if (!(multiplier > 0.0)) {
+                std::fprintf(stderr,
+                             "vexakelo: warning: %s: candela multiplier %s makes every "
+                             "intensity 0 or negative\n",
+                             path.c_str(), number(multiplier).c_str());
+            }
             if (!options.applyTilt.empty()) {
-                writeTilted(options.applyTilt, path, loaded);
+                writeTilted(options.applyTilt, path, loaded, outputs);
             }
 #ifdef VEXAKELO_CLI_IMAGES
             if (writes) {
                 IESFile& file = *loaded.file;
                 const Tables tables = generate(file);
-                if (!options.web.empty()) writeWeb(options.web, file, tables);
-                if (!options.cdf.empty()) writeCdf(options.cdf, file, tables);
+                if (!options.web.empty()) writeWeb(options.web, file, tables, outputs);
+                if (!options.cdf.empty()) writeCdf(options.cdf, file, tables, outputs);
                 if (!options.plot.empty()) {
-                    writePlot(options.plot, fs::path(path).filename().string(), file);
+                    writePlot(options.plot, fs::path(path).filename().string(), file, outputs);
                 }
             }
 #endif
@@ -762,10 +769,6 @@ void run(const Options& options) {
             if (options.files.size() > 1) {
                 std::fprintf(stderr, "vexakelo: %s\n", lastError.c_str());
             }
-#ifdef VEXAKELO_CLI_IMAGES
-        } catch (const vkimage::ImageError& e) {
-            throw Failure(e.what());
-#endif
         }
     }
     if (options.json) {
@@ -783,6 +786,8 @@ void run(const Options& options) {
         throw Failure(std::to_string(failed) + " of " + std::to_string(options.files.size()) +
                       " files could not be read");
     }
+    // Machine-readable output keeps stdout to itself.
+    outputs.commit(options.json || options.grid ? stderr : stdout);
 }
 
 void setupIes(CLI::App& app) {
@@ -795,7 +800,8 @@ void setupIes(CLI::App& app) {
                   "canonicalised text");
     sub->add_flag("--json", options->json, "machine-readable output");
     sub->add_option("--web", options->web,
-                    "write the web texture to OUT.exr (linear) and a false-colour OUT.png");
+                    "write the web texture to OUT.exr (linear) and a false-colour preview to "
+                    "OUT.png beside it (same name, .png)");
     sub->add_option("--cdf", options->cdf,
                     "write the CDF tables to OUT.exr (red: phi CDF, green: theta CDF per column)");
     sub->add_option("--plot", options->plot, "write a polar candela plot to OUT.png");
@@ -805,6 +811,10 @@ void setupIes(CLI::App& app) {
     sub->add_option("--apply-tilt", options->applyTilt,
                     "write OUT.ies: the lamp with its tilt factors multiplied into the candela "
                     "values (geometries 1-3) and TILT=NONE");
+    sub->footer(
+        "Outputs are checked before the lamp is read and appear together or not at all; an "
+        "input file is never overwritten; missing directories are made. The files written are "
+        "printed one a line (on stderr with --json or --grid).");
     sub->callback([options] { run(*options); });
 }
 

@@ -14,6 +14,7 @@
 
 #include "command.h"
 #include "image_io.h"
+#include "output_files.h"
 #include "photometry/intensity_color_tool.h"
 
 namespace {
@@ -50,8 +51,11 @@ vyr::Vec3f colourOf(float kelvin, const KelvinOptions& options) {
     const vyr::Vec3f tint{options.tint[0], options.tint[1], options.tint[2]};
     const vyr::Vec3f rgb = IntensityColorTool::kelvin2RGB(kelvin, options.scale, tint);
     if (!finite(rgb)) {
-        throw Failure(kelvinText(kelvin) +
-                      ": no colour (the black-body luminance underflows at this temperature)");
+        // Cold bodies radiate too little visible light for single precision, hot ones too much.
+        const bool hot = kelvin > 6500.0f;
+        throw Failure(kelvinText(kelvin) + ": no colour (the black-body " +
+                      (hot ? "radiance overflows" : "luminance underflows") +
+                      " at this temperature)");
     }
     return rgb;
 }
@@ -149,9 +153,9 @@ vkimage::Image renderSwatch(const KelvinOptions& options) {
     return image;
 }
 
-void drawSwatch(const KelvinOptions& options) {
+void drawSwatch(const KelvinOptions& options, vexakelo::cli::OutputFiles& outputs) {
     const vkimage::Image image = renderSwatch(options);
-    vkimage::writePng(options.swatch, image);
+    outputs.write(options.swatch, [&](const std::string& to) { vkimage::writePng(to, image); });
 }
 #endif  // VEXAKELO_CLI_IMAGES
 
@@ -173,8 +177,10 @@ void runKelvin(const KelvinOptions& options) {
                                                  [](float v) { return std::isfinite(v); })) {
         throw Failure("kelvin: --tint takes three finite numbers R,G,B");
     }
-    if (!options.swatch.empty() && !vkimage::hasExtension(options.swatch, ".png")) {
-        throw Failure(options.swatch + ": the swatch is written as PNG (use .png)");
+    vexakelo::cli::OutputFiles outputs;
+    if (!options.swatch.empty()) {
+        outputs.add(options.swatch, "--swatch", {".png"});
+        outputs.prepare();
     }
 
     if (!options.temperature.empty()) {
@@ -190,7 +196,8 @@ void runKelvin(const KelvinOptions& options) {
     }
 #ifdef VEXAKELO_CLI_IMAGES
     if (!options.swatch.empty()) {
-        drawSwatch(options);
+        drawSwatch(options, outputs);
+        outputs.commit();
     }
 #endif
 }
@@ -201,13 +208,16 @@ void setupKelvin(CLI::App& app) {
         "kelvin", "linear RGB of a black-body temperature (luminance = scale), or a swatch strip");
     command->add_option("temperature", options->temperature, "temperature in kelvin (0 = 6500)")
         ->expected(0, 1);
-    command->add_option("--scale", options->scale, "luminance of the colour (default 1)");
-    command->add_option("--tint", options->tint, "per-channel tint R,G,B (default 1,1,1)")
+    command->add_option("--scale", options->scale, "luminance of the colour")
+        ->capture_default_str();
+    command->add_option("--tint", options->tint, "per-channel tint R,G,B")
+        ->default_str("1,1,1")
         ->delimiter(',')
         ->expected(3);
     command->add_flag("--xyz", options->xyz, "also print the black-body XYZ and chromaticity");
     command->add_option("--swatch", options->swatch,
-                        "draw 1000 K to 12000 K with labels into this PNG");
+                        "draw 1000 K to 12000 K with labels into this PNG (missing directories "
+                        "are made)");
     command->callback([options] { runKelvin(*options); });
 }
 

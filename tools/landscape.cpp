@@ -2,6 +2,7 @@
 // texture bound to a host shader, as a host application would, and writes the texels read back
 // from that texture as an RGBA PNG (white below the cut, transparent black above it).
 #include <cmath>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <variant>
@@ -9,6 +10,8 @@
 #include "command.h"
 #include "helpers/landscape_helper.h"
 #include "image_io.h"
+#include "option_checks.h"
+#include "output_files.h"
 #include "vyr_host.h"
 
 namespace {
@@ -23,15 +26,9 @@ struct LandscapeOptions {
 };
 
 void runLandscape(const LandscapeOptions& o) {
-    if (!vkimage::hasExtension(o.output, ".png")) {
-        throw Failure(o.output + ": the mask is written as PNG (use .png)");
-    }
-    if (!std::isfinite(o.roughness)) {
-        throw Failure("landscape: --roughness must be a finite number");
-    }
-    if (!std::isfinite(o.percentage)) {
-        throw Failure("landscape: --percentage must be a finite number");
-    }
+    vexakelo::cli::OutputFiles outputs;
+    outputs.add(o.output, "OUT", {".png"});
+    outputs.prepare();
 
     VexaKeloLandScapeHelper helper(o.seed, o.roughness, o.percentage, {1.0f, 1.0f, 1.0f, 1.0f});
     const vyr::TextureHandle texture = vyr::host::createTexture();
@@ -55,18 +52,31 @@ void runLandscape(const LandscapeOptions& o) {
             image.at(x, y) = mask->texel(x, y);
         }
     }
-    vkimage::writePng(o.output, image);
+    outputs.write(o.output, [&](const std::string& to) { vkimage::writePng(to, image); });
+    outputs.commit();
 }
 
 void setupLandscape(CLI::App& app) {
     auto options = std::make_shared<LandscapeOptions>();
     CLI::App* command =
         app.add_subcommand("landscape", "write the 512 x 512 diamond-square landscape mask");
-    command->add_option("--seed", options->seed, "random seed (default 1327828458)");
-    command->add_option("--roughness", options->roughness, "roughness (default 0.3)");
-    command->add_option("--percentage", options->percentage,
-                        "cut height between minimum (0) and maximum (1) (default 0.5)");
-    command->add_option("output", options->output, "OUT.png")->required();
+    command->add_option("--seed", options->seed, "random seed")
+        ->check(vexakelo::cli::wholeNumber(INT32_MIN, INT32_MAX))
+        ->capture_default_str();
+    // Each finer level's amplitude is 2^-roughness of the coarser one: below 0 the fine noise
+    // outgrows the hills, and past 10 the finer levels no longer change the cut.
+    command
+        ->add_option("--roughness", options->roughness,
+                     "fall-off of the detail per level, 2^-roughness, 0 to 10")
+        ->check(vexakelo::cli::finiteNumber(0.0, 10.0))
+        ->capture_default_str();
+    command
+        ->add_option("--percentage", options->percentage,
+                     "cut height between the field's minimum (0) and maximum (1)")
+        ->check(vexakelo::cli::finiteNumber(0.0, 1.0))
+        ->capture_default_str();
+    command->add_option("output", options->output, "OUT.png; missing directories are made")
+        ->required();
     command->callback([options] { runLandscape(*options); });
 }
 

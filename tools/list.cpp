@@ -1,7 +1,11 @@
 // `vexakelo list`: every shader the library exports, read from the library itself: kind, flags,
 // object size, varyings and parameters in declaration order with their defaults.
+#include <charconv>
 #include <cstdio>
 #include <iostream>
+#include <iterator>
+#include <type_traits>
+#include <variant>
 #include <nlohmann/json.hpp>
 
 #include "command.h"
@@ -23,6 +27,49 @@ const char* kindName(int kind) {
         case vyr::kEnvironmentKind: return "environment";
     }
     return "unknown";
+}
+
+// A float as the shortest decimal that reads back as it (0.3f is 0.3, not 0.30000001192...).
+double shortest(float value) {
+    char text[32];
+    const auto result = std::to_chars(text, text + sizeof text, value);
+    double out = 0.0;
+    std::from_chars(text, result.ptr, out);
+    return out;
+}
+
+nlohmann::json floats(const float* values, std::size_t count) {
+    nlohmann::json out = nlohmann::json::array();
+    for (std::size_t i = 0; i < count; ++i) out.push_back(shortest(values[i]));
+    return out;
+}
+
+// A default as JSON: numbers, booleans, arrays of numbers for vectors and matrices, null for a
+// texture slot with no texture.
+nlohmann::json jsonValue(const vkhost::ParamValue& value) {
+    return std::visit(
+        [](const auto& v) -> nlohmann::json {
+            using T = std::decay_t<decltype(v)>;
+            if constexpr (std::is_same_v<T, bool> || std::is_same_v<T, std::int32_t>) {
+                return v;
+            } else if constexpr (std::is_same_v<T, float>) {
+                return shortest(v);
+            } else if constexpr (std::is_same_v<T, vyr::Vec2f>) {
+                const float c[2] = {v.x, v.y};
+                return floats(c, 2);
+            } else if constexpr (std::is_same_v<T, vyr::Vec3f>) {
+                const float c[3] = {v.x, v.y, v.z};
+                return floats(c, 3);
+            } else if constexpr (std::is_same_v<T, vyr::Vec4f>) {
+                const float c[4] = {v.x, v.y, v.z, v.w};
+                return floats(c, 4);
+            } else if constexpr (std::is_same_v<T, vyr::Mat3f> || std::is_same_v<T, vyr::Mat4f>) {
+                return floats(v.m, std::size(v.m));
+            } else {
+                return v.isValid() ? nlohmann::json(vkhost::formatValue(v)) : nlohmann::json();
+            }
+        },
+        value);
 }
 
 void runList(const ListOptions& options) {
@@ -75,7 +122,7 @@ void runList(const ListOptions& options) {
                                                {"type", vkhost::typeName(d.type)},
                                                {"offset", d.offset},
                                                {"width", d.width},
-                                               {"default", vkhost::formatValue(defaults.get(d))}});
+                                               {"default", jsonValue(defaults.get(d))}});
             }
             shaders.push_back(std::move(entry));
             continue;

@@ -1,6 +1,7 @@
 // The vexakelo command-line program: loads the shader library as a host does and works with it.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -8,8 +9,10 @@
 #include <iostream>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "command.h"
+#include "output_files.h"
 
 #ifndef VEXAKELO_VERSION
 #define VEXAKELO_VERSION "0"
@@ -30,10 +33,7 @@ GlobalOptions& globalOptions() {
     return options;
 }
 
-#ifdef VEXAKELO_FULL_PROGRAM
 namespace {
-char** commandLine = nullptr;
-
 // The subcommand named on the command line, or empty when options come first (help, version)
 // or there is none.
 std::string subcommandOf(int argc, char** argv) {
@@ -51,6 +51,11 @@ std::string subcommandOf(int argc, char** argv) {
     }
     return {};
 }
+}  // namespace
+
+#ifdef VEXAKELO_FULL_PROGRAM
+namespace {
+char** commandLine = nullptr;
 }  // namespace
 
 void runInFullProgram() {
@@ -87,9 +92,24 @@ int main(int argc, char** argv) {
     app.add_option("--library", globalOptions().libraryPath,
                    "path of libvexakelo.so (default: the one built beside this program)");
     app.require_subcommand(1);
+    // Global options may also follow the command: `vexakelo list --library build/x.so`.
+    app.fallthrough();
     for (const auto& [name, setup] : registry()) {
         setup(app);
     }
+#ifndef VEXAKELO_FULL_PROGRAM
+    // Every command is here: a name that is none of them is a slip to point out, not a usage
+    // summary to print.
+    const std::string command = subcommandOf(argc, argv);
+    std::vector<std::string> names;
+    for (const CLI::App* sub : app.get_subcommands({})) names.push_back(sub->get_name());
+    if (!command.empty() && std::find(names.begin(), names.end(), command) == names.end()) {
+        const std::string nearest = nearestName(command, names);
+        std::fprintf(stderr, "vexakelo: unknown command '%s'%s (see --help)\n", command.c_str(),
+                     nearest.empty() ? "" : (" (did you mean '" + nearest + "'?)").c_str());
+        return 2;
+    }
+#endif
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp& e) {

@@ -6,12 +6,14 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <cstdint>
 #include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "command.h"
+#include "option_checks.h"
 #include "parameters.h"
 #include "scripted_context.h"
 #include "shader_library.h"
@@ -71,6 +73,36 @@ vkhost::ParamValue parseValue(const vkhost::Declaration& d, const std::string& t
     }
 }
 
+// What a lobe flag of sampleBsdf stands for with this shader: the flags are shared, their
+// meaning is the material's.
+std::string lobeName(const std::string& shader, int lobe) {
+    const bool ward = shader.rfind("vexa_kelo_Mtl_Ward", 0) == 0;
+    const bool glazing = shader == "vexa_kelo_Mtl_Glazing";
+    switch (lobe) {
+        case 0: return "no sample";
+        case 2: return "diffuse";
+        case 4: return ward ? "glossy reflection" : "mirror reflection";
+        case 16: return "glossy";
+        case 32: return glazing ? "straight through" : "specular";
+        default: return "flag " + std::to_string(lobe);
+    }
+}
+
+bool finite(float x, float y, float z) {
+    return std::isfinite(x) && std::isfinite(y) && std::isfinite(z);
+}
+
+// The library keeps its contracted arithmetic, which for some settings (a Glazing with u_level
+// 0, for one) divides by zero; the probe says so instead of printing nan as if it were a colour.
+void warnNotFinite(const Options& o, const char* slot, float x, float y, float z) {
+    if (finite(x, y, z)) return;
+    std::string settings;
+    for (const std::string& set : o.sets) settings += (settings.empty() ? "" : " ") + set;
+    std::fprintf(stderr, "vexakelo: warning: %s: %s gives %g %g %g%s%s\n", o.shader.c_str(), slot,
+                 static_cast<double>(x), static_cast<double>(y), static_cast<double>(z),
+                 settings.empty() ? " with the defaults" : " with ", settings.c_str());
+}
+
 vyr::ShadingState probeState(const Options& o) {
     vyr::ShadingState s = vkhost::makeState();
     const double t = o.incidence * 3.14159265358979323846 / 180.0;
@@ -127,6 +159,7 @@ void run(const Options& o) {
     m->shade(&ctx, &s);
     std::printf("shade (white traces): %.6f %.6f %.6f %.6f\n", s.outColor.x, s.outColor.y,
                 s.outColor.z, s.outColor.w);
+    warnNotFinite(o, "shade", s.outColor.x, s.outColor.y, s.outColor.z);
     s = base;
     s.shadowTransmit = {-1.0f, -1.0f, -1.0f};
     m->shadow(&ctx, &s);
@@ -135,6 +168,7 @@ void run(const Options& o) {
     } else {
         std::printf("shadow: %.6f %.6f %.6f\n", s.shadowTransmit.x, s.shadowTransmit.y,
                     s.shadowTransmit.z);
+        warnNotFinite(o, "shadow", s.shadowTransmit.x, s.shadowTransmit.y, s.shadowTransmit.z);
     }
 
     // Sampler: mean weight * cosine per lobe flag. The Ward family writes the BSDF value as the
@@ -161,9 +195,13 @@ void run(const Options& o) {
     std::printf("sampleBsdf, %d samples, all lobes requested:\n", o.samples);
     for (int lobe = 0; lobe < 64; ++lobe) {
         if (hits[lobe] != 0) {
-            std::printf("  lobe %2d: %6.2f%% of samples, mean weight*cos%s %.6f\n", lobe,
+            std::printf("  lobe %2d %-18s %6.2f%% of samples, mean weight*cos%s %.6f\n", lobe,
+                        ("(" + lobeName(o.shader, lobe) + "):").c_str(),
                         100.0 * hits[lobe] / o.samples, reciprocalPdf ? "/pdf" : "",
                         byLobe[lobe] / o.samples);
+            const auto mean = static_cast<float>(byLobe[lobe] / o.samples);
+            warnNotFinite(o, ("sampleBsdf lobe " + std::to_string(lobe)).c_str(), mean, mean,
+                          mean);
         }
     }
 
@@ -188,6 +226,7 @@ void run(const Options& o) {
     }
     std::printf("evaluateBsdf integrated (value*cos): upper hemisphere %.6f, lower %.6f\n", upper,
                 lower);
+    warnNotFinite(o, "evaluateBsdf", static_cast<float>(upper), static_cast<float>(lower), 0.0f);
 }
 
 void setupMaterial(CLI::App& app) {
@@ -197,11 +236,15 @@ void setupMaterial(CLI::App& app) {
     sub->add_option("shader", options->shader, "material shader name")->required();
     sub->add_option("--set", options->sets, "parameter value, key=value (vectors r,g,b)");
     sub->add_option("--incidence", options->incidence, "angle of the ray from the normal, degrees")
-        ->check(CLI::Range(0.0, 90.0));
+        ->check(CLI::Range(0.0, 90.0))
+        ->capture_default_str();
     sub->add_flag("--inside", options->inside, "the ray arrives from behind the surface");
     sub->add_option("--samples", options->samples, "samples of sampleBsdf")
-        ->check(CLI::Range(1, 10000000));
-    sub->add_option("--seed", options->seed, "seed of the random sequence");
+        ->check(CLI::Range(1, 10000000))
+        ->capture_default_str();
+    sub->add_option("--seed", options->seed, "seed of the random sequence")
+        ->check(vexakelo::cli::wholeNumber(0, UINT32_MAX))
+        ->capture_default_str();
     sub->callback([options] { run(*options); });
 }
 

@@ -3,6 +3,7 @@
 // that texture (EXR: the float values; PNG: each value as an 8-bit code, not colour-encoded).
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <variant>
@@ -11,6 +12,7 @@
 #include "command.h"
 #include "helpers/ocean_helper.h"
 #include "image_io.h"
+#include "output_files.h"
 #include "vyr_host.h"
 
 namespace {
@@ -35,9 +37,8 @@ void check(bool ok, const char* message) {
 
 void runOcean(const OceanOptions& o) {
     const bool exr = vkimage::hasExtension(o.output, ".exr");
-    if (!exr && !vkimage::hasExtension(o.output, ".png")) {
-        throw Failure(o.output + ": unknown image type (use .exr or .png)");
-    }
+    vexakelo::cli::OutputFiles outputs;
+    outputs.add(o.output, "OUT", {".exr", ".png"});
     check(o.wind.size() == 2 && std::isfinite(o.wind[0]) && std::isfinite(o.wind[1]),
           "--wind takes two finite numbers X,Y");
     check(o.wind[0] != 0.0f || o.wind[1] != 0.0f, "--wind must not be zero (no wind, no waves)");
@@ -45,6 +46,7 @@ void runOcean(const OceanOptions& o) {
     check(std::isfinite(o.amplifier) && o.amplifier >= 0.0f, "--amplifier must be 0 or more");
     check(std::isfinite(o.ratio) && o.ratio >= 0.0f, "--ratio must be 0 or more");
     check(std::isfinite(o.time), "--time must be a finite number");
+    outputs.prepare();
 
     VexaKeloOceanHelper helper(o.amplifier, o.gravity, o.ratio, o.time, {o.wind[0], o.wind[1]});
     const vyr::TextureHandle texture = vyr::host::createTexture();
@@ -82,21 +84,40 @@ void runOcean(const OceanOptions& o) {
             p = {code(p.x), code(p.y), code(p.z), 1.0f};
         }
     }
-    vkimage::writeImage(o.output, image);
+    outputs.write(o.output, [&](const std::string& to) { vkimage::writeImage(to, image); });
+    outputs.commit();
+}
+
+std::string defaultWind() {
+    char text[64];
+    std::snprintf(text, sizeof text, "%g,%g",
+                  static_cast<double>(VexaKeloOceanHelper::kDefaultWind.x),
+                  static_cast<double>(VexaKeloOceanHelper::kDefaultWind.y));
+    return text;
 }
 
 void setupOcean(CLI::App& app) {
     auto options = std::make_shared<OceanOptions>();
     CLI::App* command =
-        app.add_subcommand("ocean", "write the 512 x 512 ocean normal map (0.5 n + 0.5)");
+        app.add_subcommand("ocean", "write the 512 x 512 ocean normal map (0.5 n + 0.5); it "
+                                    "repeats seamlessly only from top to bottom");
     command->add_option("--wind", options->wind, "wind vector X,Y; its length is the speed")
         ->delimiter(',')
-        ->expected(2);
-    command->add_option("--amplifier", options->amplifier, "spectrum amplitude A");
-    command->add_option("--gravity", options->gravity, "gravity g");
-    command->add_option("--ratio", options->ratio, "small-wave cut-off as a fraction of L");
-    command->add_option("--time", options->time, "phase time of the waves");
-    command->add_option("output", options->output, "OUT.exr (float) or OUT.png (8-bit)")
+        ->expected(2)
+        ->default_str(defaultWind());
+    command->add_option("--amplifier", options->amplifier, "spectrum amplitude A, 0 or more")
+        ->capture_default_str();
+    command->add_option("--gravity", options->gravity, "gravity g, above 0")
+        ->capture_default_str();
+    command
+        ->add_option("--ratio", options->ratio,
+                     "small-wave cut-off as a fraction of L = |wind|^2 / g, 0 or more")
+        ->capture_default_str();
+    command->add_option("--time", options->time, "phase time of the waves")
+        ->capture_default_str();
+    command
+        ->add_option("output", options->output,
+                     "OUT.exr (float) or OUT.png (8-bit); missing directories are made")
         ->required();
     command->callback([options] { runOcean(*options); });
 }

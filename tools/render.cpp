@@ -1,14 +1,19 @@
-// `vexakelo render SCENE.json -o OUT.png`: renders a scene with the library's shaders.
+// `vexakelo render SCENE.json -o OUT.png`: renders a scene with the library's shaders;
+// `render --check SCENE.json` loads and validates it without rendering.
 // `vexakelo gallery -o out/gallery.png` (or `render --gallery`): one labelled tile per shader the
 // library exports.
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 #include <sstream>
 #include <string>
 
 #include "command.h"
 #include "image_io.h"
+#include "option_checks.h"
+#include "output_files.h"
 #include "render/gallery.h"
 #include "render/renderer.h"
 #include "render/scene.h"
@@ -23,8 +28,9 @@ struct RenderArgs {
     std::string size;
     int spp = 0;
     int threads = 0;
-    long long seed = -1;
+    std::optional<std::uint64_t> seed;
     bool gallery = false;
+    bool check = false;
     int tile = 256;
     bool quiet = false;
     std::string sampler = "sobol";
@@ -55,27 +61,8 @@ void parseSize(const std::string& text, int& width, int& height) {
     height = h;
 }
 
-void checkOutput(const std::string& path, const char* option) {
-    if (!vkimage::hasExtension(path, ".png") && !vkimage::hasExtension(path, ".exr")) {
-        throw vexakelo::cli::Failure(std::string(option) + " " + path +
-                                     ": expected a .png or .exr file");
-    }
-    const std::filesystem::path parent = std::filesystem::path(path).parent_path();
-    if (!parent.empty()) {
-        std::error_code error;
-        std::filesystem::create_directories(parent, error);
-        if (error) {
-            throw vexakelo::cli::Failure(path + ": cannot create the directory " + parent.string());
-        }
-    }
-}
-
-void write(const std::string& path, const vkimage::Image& image, float exposure) {
-    try {
-        vkimage::writeImage(path, image, vkimage::ToneMap::Filmic, exposure);
-    } catch (const std::exception& e) {
-        throw vexakelo::cli::Failure(e.what());
-    }
+void writeTo(const std::string& path, const vkimage::Image& image, float exposure) {
+    vkimage::writeImage(path, image, vkimage::ToneMap::Filmic, exposure);
 }
 
 vkhost::ShaderLibrary openLibrary() {
@@ -89,27 +76,51 @@ vkhost::ShaderLibrary openLibrary() {
 
 void runGallery(const RenderArgs& args) {
     const std::string output = args.output.empty() ? "out/gallery.png" : args.output;
-    checkOutput(output, "-o");
+    vexakelo::cli::OutputFiles outputs;
+    outputs.add(output, "-o", {".png", ".exr"});
+    if (!args.exr.empty()) outputs.add(args.exr, "--exr", {".exr"});
+    outputs.prepare();
     vkhost::ShaderLibrary library = openLibrary();
     vkrender::GalleryOptions options;
     options.tileSize = args.tile;
     options.spp = args.spp > 0 ? args.spp : 16;
     options.threads = args.threads;
-    options.seed = args.seed >= 0 ? static_cast<std::uint64_t>(args.seed) : 1;
+    options.seed = args.seed.value_or(1);
     options.progress = !args.quiet;
     options.sampler = samplerOf(args.sampler);
     options.adaptive = !args.noAdaptive;
     options.only = args.only;
     std::vector<vkrender::GalleryTile> tiles;
     const vkimage::Image image = vkrender::renderGallery(library, options, &tiles, std::cerr);
-    write(output, image, 1.0f);
+    outputs.write(output, [&](const std::string& to) { writeTo(to, image, 1.0f); });
     if (!args.exr.empty()) {
-        write(args.exr, image, 1.0f);
+        outputs.write(args.exr, [&](const std::string& to) { writeTo(to, image, 1.0f); });
     }
+    outputs.commit();
     int failed = 0;
     for (const auto& tile : tiles)
         failed += tile.failed ? 1 : 0;
-    std::printf("%s: %zu shaders, %d failed\n", output.c_str(), tiles.size(), failed);
+    std::printf("%zu shaders, %d failed\n", tiles.size(), failed);
+}
+
+// Loads the scene as a render would, shaders, meshes, textures and lamp files included, and
+// reports what it holds; renders nothing and writes nothing.
+void checkScene(const RenderArgs& args) {
+    if (!args.output.empty() || !args.exr.empty()) {
+        throw vexakelo::cli::Failure("render --check writes no image; leave out -o and --exr");
+    }
+    vkhost::ShaderLibrary library = openLibrary();
+    try {
+        const vkrender::Scene scene = vkrender::loadScene(args.scene, library);
+        int width = scene.settings.width;
+        int height = scene.settings.height;
+        if (!args.size.empty()) parseSize(args.size, width, height);
+        std::printf("%s: ok, %dx%d, %d spp, %zu materials, %zu objects, %zu lights\n",
+                    args.scene.c_str(), width, height, scene.settings.spp,
+                    scene.materials.size(), scene.objects.size(), scene.lights.size());
+    } catch (const vkrender::SceneError& e) {
+        throw vexakelo::cli::Failure(e.what());
+    }
 }
 
 void runRender(const RenderArgs& args) {
@@ -120,12 +131,18 @@ void runRender(const RenderArgs& args) {
     if (args.scene.empty()) {
         throw vexakelo::cli::Failure("render: a scene file is needed (or --gallery)");
     }
+    if (args.check) {
+        checkScene(args);
+        return;
+    }
     if (args.output.empty()) {
         throw vexakelo::cli::Failure("render: -o OUT.png is needed");
     }
-    checkOutput(args.output, "-o");
-    if (!args.exr.empty())
-        checkOutput(args.exr, "--exr");
+    vexakelo::cli::OutputFiles outputs;
+    outputs.addInput(args.scene);
+    outputs.add(args.output, "-o", {".png", ".exr"});
+    if (!args.exr.empty()) outputs.add(args.exr, "--exr", {".exr"});
+    outputs.prepare();
     vkhost::ShaderLibrary library = openLibrary();
     try {
         const vkrender::Scene scene = vkrender::loadScene(args.scene, library);
@@ -136,7 +153,7 @@ void runRender(const RenderArgs& args) {
             parseSize(args.size, options.width, options.height);
         options.spp = args.spp > 0 ? args.spp : scene.settings.spp;
         options.threads = args.threads;
-        options.seed = args.seed >= 0 ? static_cast<std::uint64_t>(args.seed) : scene.settings.seed;
+        options.seed = args.seed.value_or(scene.settings.seed);
         options.maxDepth = scene.settings.maxDepth;
         options.progress = !args.quiet;
         options.sampler = samplerOf(args.sampler);
@@ -146,9 +163,13 @@ void runRender(const RenderArgs& args) {
         const vkrender::Renderer renderer(scene);
         vkrender::RenderStats stats;
         const vkimage::Image image = renderer.render(options, &stats);
-        write(args.output, image, scene.settings.exposure);
-        if (!args.exr.empty())
-            write(args.exr, image, scene.settings.exposure);
+        const float exposure = scene.settings.exposure;
+        outputs.write(args.output,
+                      [&](const std::string& to) { writeTo(to, image, exposure); });
+        if (!args.exr.empty()) {
+            outputs.write(args.exr, [&](const std::string& to) { writeTo(to, image, exposure); });
+        }
+        outputs.commit();
         if (!args.quiet) {
             const double perPixel = static_cast<double>(stats.samples) /
                                     (static_cast<double>(options.width) * options.height);
@@ -165,18 +186,20 @@ void runRender(const RenderArgs& args) {
     }
 }
 
-void addCommon(CLI::App* command, RenderArgs& args) {
+void addCommon(CLI::App* command, RenderArgs& args, const char* seedHelp) {
     command->add_option("--exr", args.exr, "also write the linear image to this .exr file");
-    command->add_option("--spp", args.spp, "samples per pixel")->check(CLI::Range(1, 1 << 16));
     command->add_option("--threads", args.threads, "render threads (0: every core)")
-        ->check(CLI::Range(0, 1024));
-    command->add_option("--seed", args.seed, "random seed")->check(CLI::NonNegativeNumber);
+        ->check(CLI::Range(0, 1024))
+        ->capture_default_str();
+    command->add_option("--seed", args.seed, seedHelp)
+        ->check(vexakelo::cli::wholeNumber(0, UINT64_MAX));
     command->add_flag("-q,--quiet", args.quiet, "no progress bar");
     command
         ->add_option("--sampler", args.sampler,
                      "sobol (scrambled Sobol', lights by solid angle, MIS) or uniform (the "
                      "earlier sampler, for comparison)")
-        ->check(CLI::IsMember({"sobol", "uniform"}));
+        ->check(CLI::IsMember({"sobol", "uniform"}))
+        ->capture_default_str();
     command->add_flag("--no-adaptive", args.noAdaptive,
                       "the same samples in every pixel (no second pass where the noise is)");
 }
@@ -187,7 +210,13 @@ void setupRender(CLI::App& app) {
         app.add_subcommand("render", "render a scene file with the library's shaders");
     render->add_option("scene", renderArgs.scene, "scene file (JSON)");
     render->add_option("-o,--output", renderArgs.output,
-                       "output image (.png tone-mapped, .exr linear)");
+                       "output image (.png tone-mapped, .exr linear); missing directories are "
+                       "made, and removed again if the render fails");
+    render->add_flag("--check", renderArgs.check,
+                     "load and validate the scene (shaders, meshes, textures, lamps), render "
+                     "nothing");
+    render->add_option("--spp", renderArgs.spp, "samples per pixel (default: the scene's)")
+        ->check(CLI::Range(1, 1 << 16));
     render->add_option("--size", renderArgs.size, "image size WIDTHxHEIGHT (default: the scene's)");
     render
         ->add_option("--time", renderArgs.seconds,
@@ -200,19 +229,24 @@ void setupRender(CLI::App& app) {
     render->add_flag("--gallery", renderArgs.gallery,
                      "render the gallery of every exported shader");
     render->add_option("--tile", renderArgs.tile, "gallery tile size in pixels")
-        ->check(CLI::Range(32, 2048));
-    addCommon(render, renderArgs);
+        ->check(CLI::Range(32, 2048))
+        ->capture_default_str();
+    addCommon(render, renderArgs, "random seed (default: the scene's)");
     render->callback([] { runRender(renderArgs); });
 
     static RenderArgs galleryArgs;
     CLI::App* gallery =
         app.add_subcommand("gallery", "render one labelled tile per exported shader");
     gallery->add_option("-o,--output", galleryArgs.output,
-                        "output image (default out/gallery.png)");
+                        "output image, .png or .exr (default out/gallery.png); missing "
+                        "directories are made");
     gallery->add_option("--tile", galleryArgs.tile, "tile size in pixels")
-        ->check(CLI::Range(32, 2048));
+        ->check(CLI::Range(32, 2048))
+        ->capture_default_str();
+    gallery->add_option("--spp", galleryArgs.spp, "samples per pixel (default 16)")
+        ->check(CLI::Range(1, 1 << 16));
     gallery->add_option("--only", galleryArgs.only, "just these shaders' tiles")->delimiter(',');
-    addCommon(gallery, galleryArgs);
+    addCommon(gallery, galleryArgs, "random seed (default 1)");
     gallery->callback([] { runGallery(galleryArgs); });
 }
 

@@ -3,15 +3,24 @@
 // sphere (OUT with "_latlong" before the extension). Loads the library as a host does, creates
 // vexa_kelo_Env_Sky, sets its parameters through a host parameter block and shades one ray per
 // pixel. .exr files hold linear values; .png files are tone-mapped.
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <sstream>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "command.h"
 #include "image_io.h"
+#include "option_checks.h"
+#include "output_files.h"
 #include "parameters.h"
 #include "scripted_context.h"
 #include "shader_library.h"
@@ -69,29 +78,72 @@ public:
         block.set("sun_direction", sun);
         block.set("haze", haze);
         block.applyTo(object_.get());
-        context_.recording = false;  // the sky calls nothing back; keep it that way cheaply
     }
 
     // Linear RGB seen along the direction, alpha 1 (the environment's own alpha, 0 for sky and
-    // the ground's alpha below, is a compositing value and not kept in the picture).
-    vyr::Vec4f shade(vyr::Vec3f view) {
+    // the ground's alpha below, is a compositing value and not kept in the picture). Shading is
+    // const, so threads share the shader and each brings its own context.
+    vyr::Vec4f shade(vkhost::ScriptedContext& context, vyr::Vec3f view) const {
         vyr::ShadingState state = vkhost::makeState();
         state.rayDir = view;
-        static_cast<const vyr::EnvironmentShader*>(object_.get())->shade(&context_, &state);
+        static_cast<const vyr::EnvironmentShader*>(object_.get())->shade(&context, &state);
         return {state.outColor.x, state.outColor.y, state.outColor.z, 1.0f};
     }
 
 private:
     vkhost::ShaderPtr object_;
-    vkhost::ScriptedContext context_;
+};
+
+// Rows shared out among the cores; on a terminal a percentage on stderr, since a large sky takes
+// a while.
+class RowRunner {
+public:
+    RowRunner(long long totalRows, bool progress) : total_(totalRows), progress_(progress) {}
+
+    void run(int rows, const std::function<void(vkhost::ScriptedContext&, int)>& row) {
+        std::atomic<int> next{0};
+        const unsigned count = std::max(1u, std::min(std::thread::hardware_concurrency(), 64u));
+        auto work = [&] {
+            vkhost::ScriptedContext context;
+            context.recording = false;  // the sky calls nothing back; keep it that way cheaply
+            for (int y = next++; y < rows; y = next++) {
+                row(context, y);
+                report(++done_);
+            }
+        };
+        std::vector<std::thread> threads;
+        for (unsigned t = 1; t < count; ++t) threads.emplace_back(work);
+        work();
+        for (std::thread& t : threads) t.join();
+    }
+
+    ~RowRunner() {
+        if (progress_ && shown_ >= 0) std::fprintf(stderr, "\r%*s\r", 20, "");
+    }
+
+private:
+    void report(long long done) {
+        if (!progress_) return;
+        const int percent = static_cast<int>(100 * done / total_);
+        int shown = shown_.load();
+        if (percent > shown && shown_.compare_exchange_strong(shown, percent)) {
+            std::fprintf(stderr, "\rsky: %3d%%", percent);
+            std::fflush(stderr);
+        }
+    }
+
+    long long total_;
+    bool progress_;
+    std::atomic<long long> done_{0};
+    std::atomic<int> shown_{-1};
 };
 
 // Looking up at the dome: north at the top, east on the left, the zenith in the centre and the
 // horizon on the rim (angle from the zenith proportional to the radius). Outside the circle
 // transparent black.
-vkimage::Image renderFisheye(SkyRenderer& sky, int size) {
+vkimage::Image renderFisheye(const SkyRenderer& sky, int size, RowRunner& rows) {
     vkimage::Image image(size, size, {0.0f, 0.0f, 0.0f, 0.0f});
-    for (int y = 0; y < size; ++y) {
+    rows.run(size, [&](vkhost::ScriptedContext& context, int y) {
         for (int x = 0; x < size; ++x) {
             const double east = 1.0 - 2.0 * (x + 0.5) / size;
             const double north = 1.0 - 2.0 * (y + 0.5) / size;
@@ -100,23 +152,23 @@ vkimage::Image renderFisheye(SkyRenderer& sky, int size) {
                 continue;
             }
             const double azimuth = std::atan2(east, north) / kDegrees;
-            image.at(x, y) = sky.shade(direction(azimuth, 90.0 * (1.0 - radius)));
+            image.at(x, y) = sky.shade(context, direction(azimuth, 90.0 * (1.0 - radius)));
         }
-    }
+    });
     return image;
 }
 
 // Azimuth 0 (north) to 360 from left to right, through east; zenith at the top, nadir at the
 // bottom.
-vkimage::Image renderLatLong(SkyRenderer& sky, int height) {
+vkimage::Image renderLatLong(const SkyRenderer& sky, int height, RowRunner& rows) {
     const int width = 2 * height;
     vkimage::Image image(width, height);
-    for (int y = 0; y < height; ++y) {
+    rows.run(height, [&](vkhost::ScriptedContext& context, int y) {
         const double elevation = 90.0 - 180.0 * (y + 0.5) / height;
         for (int x = 0; x < width; ++x) {
-            image.at(x, y) = sky.shade(direction(360.0 * (x + 0.5) / width, elevation));
+            image.at(x, y) = sky.shade(context, direction(360.0 * (x + 0.5) / width, elevation));
         }
-    }
+    });
     return image;
 }
 
@@ -130,18 +182,23 @@ float autoExposure(const vkimage::Image& image) {
     return mean > 0.0 && std::isfinite(mean) ? static_cast<float>(1.0 / mean) : 1.0f;
 }
 
+// The turbidities the daylight model was fitted for; beyond them it still gives finite colours,
+// but not a sky anyone has measured.
+constexpr float kFittedHaze = 8.0f;
+
 void runSky(const SkyOptions& options) {
-    const bool exr = vkimage::hasExtension(options.output, ".exr");
-    if (!exr && !vkimage::hasExtension(options.output, ".png")) {
-        throw Failure(options.output + ": unknown image type (use .png or .exr)");
-    }
-    if (options.size < 8 || options.size > 8192) {
-        throw Failure("--size: " + std::to_string(options.size) + " lies outside 8 to 8192");
-    }
-    if (!std::isfinite(options.haze)) {
-        throw Failure("--haze: not a finite number");
-    }
     const vyr::Vec3f sun = parseSun(options.sun);
+    if (options.haze > kFittedHaze) {
+        std::fprintf(stderr,
+                     "vexakelo: warning: --haze %g: the sky model is fitted for haze 0 to %g "
+                     "(turbidity 2 to 10); the picture is an extrapolation\n",
+                     static_cast<double>(options.haze), static_cast<double>(kFittedHaze));
+    }
+    OutputFiles outputs;
+    outputs.add(options.output, "OUT", {".png", ".exr"});
+    const std::string panoramaPath = latLongPath(options.output);
+    outputs.add(panoramaPath, "the panorama (OUT_latlong)", {".png", ".exr"});
+    outputs.prepare();
 
     const std::string& libraryPath = globalOptions().libraryPath;
     std::optional<vkhost::ShaderLibrary> library;
@@ -151,28 +208,24 @@ void runSky(const SkyOptions& options) {
         } else {
             library.emplace(libraryPath);
         }
-        SkyRenderer sky(*library, sun, options.haze);
-        const vkimage::Image fisheye = renderFisheye(sky, options.size);
-        const vkimage::Image latLong = renderLatLong(sky, options.size);
+        const SkyRenderer sky(*library, sun, options.haze);
+        const long long size = options.size;
+        RowRunner rows(size + size, ::isatty(STDERR_FILENO) == 1);
+        const vkimage::Image fisheye = renderFisheye(sky, options.size, rows);
+        const vkimage::Image latLong = renderLatLong(sky, options.size, rows);
 
         const float exposure = options.exposure.value_or(autoExposure(latLong));
-        const std::string panoramaPath = latLongPath(options.output);
-        vkimage::writeImage(options.output, fisheye, vkimage::ToneMap::Filmic, exposure);
-        try {
-            vkimage::writeImage(panoramaPath, latLong, vkimage::ToneMap::Filmic, exposure);
-        } catch (...) {
-            // Both pictures or neither.
-            std::error_code ignored;
-            std::filesystem::remove(options.output, ignored);
-            throw;
-        }
-        std::printf("%s\n%s\n", options.output.c_str(), panoramaPath.c_str());
+        outputs.write(options.output, [&](const std::string& to) {
+            vkimage::writeImage(to, fisheye, vkimage::ToneMap::Filmic, exposure);
+        });
+        outputs.write(panoramaPath, [&](const std::string& to) {
+            vkimage::writeImage(to, latLong, vkimage::ToneMap::Filmic, exposure);
+        });
+        outputs.commit();
     } catch (const vkhost::LoadError& e) {
         throw Failure(e.what());
     } catch (const vkhost::ParameterError& e) {
         throw Failure(std::string(kSky) + ": " + e.what());
-    } catch (const vkimage::ImageError& e) {
-        throw Failure(e.what());
     }
 }
 
@@ -184,12 +237,22 @@ void setupSky(CLI::App& app) {
         ->add_option("--sun", options->sun,
                      "sun azimuth from north through east and elevation, degrees: AZ,EL")
         ->required();
-    command->add_option("--haze", options->haze, "turbidity minus 2 (default 0)");
-    command->add_option("--size", options->size,
-                        "fisheye width and height, panorama height (default 256)");
-    command->add_option("--exposure", options->exposure,
-                        "PNG exposure (default: the panorama's mean luminance maps to 1)");
-    command->add_option("OUT", options->output, "output image, .png (tone-mapped) or .exr (linear)")
+    command->add_option("--haze", options->haze, "turbidity minus 2, 0 to 30 (fitted to 8)")
+        ->check(finiteNumber(0.0, 30.0, "turbidity minus 2"))
+        ->capture_default_str();
+    command
+        ->add_option("--size", options->size,
+                     "fisheye width and height, panorama height, 8 to 8192")
+        ->check(CLI::Range(8, 8192))
+        ->capture_default_str();
+    command
+        ->add_option("--exposure", options->exposure,
+                     "PNG exposure, above 0 (default: the panorama's mean luminance maps to 1)")
+        ->check(positiveNumber());
+    command
+        ->add_option("OUT", options->output,
+                     "output image, .png (tone-mapped) or .exr (linear); writes OUT and "
+                     "OUT_latlong with the same extension; missing directories are made")
         ->required();
     command->callback([options] { runSky(*options); });
 }

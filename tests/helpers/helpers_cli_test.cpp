@@ -93,6 +93,7 @@ TEST_F(HelpersCli, BadInputFailsInOneLineAndWritesNothing) {
     const char* const cases[] = {
         "kelvin -5",
         "kelvin 40",  // too cold: the luminance underflows
+        "kelvin 1e30",  // too hot: the radiance overflows
         "kelvin",
         "ocean --wind 0,0 ",
         "ocean --gravity 0 ",
@@ -110,9 +111,13 @@ TEST_F(HelpersCli, BadInputFailsInOneLineAndWritesNothing) {
     const CommandResult wrongType = run("ocean " + path("normals.jpg"));
     EXPECT_NE(wrongType.status, 0);
     EXPECT_NE(wrongType.output.find("normals.jpg"), std::string::npos);
-    const CommandResult missingDirectory = run("landscape " + path("no/such/dir/mask.png"));
-    EXPECT_NE(missingDirectory.status, 0);
-    EXPECT_NE(missingDirectory.output.find("mask.png"), std::string::npos);
+    // A missing directory is made; a file where a directory should be is refused.
+    std::FILE* file = std::fopen(path("plain").c_str(), "w");
+    std::fclose(file);
+    const CommandResult notADirectory = run("landscape " + path("plain/mask.png"));
+    EXPECT_NE(notADirectory.status, 0);
+    EXPECT_NE(notADirectory.output.find("mask.png"), std::string::npos);
+    EXPECT_NE(notADirectory.output.find("is not a directory"), std::string::npos);
 }
 
 }  // namespace

@@ -90,12 +90,18 @@ TEST_F(SkyCli, BadInputIsOneLineAndWritesNothing) {
         std::string mentions;
     };
     const std::string out = (directory_ / "sky.png").string();
+    fs::create_directories(directory_ / "folder.png");
     const Row rows[] = {
         {"sky --sun 135 " + out, "--sun"},
         {"sky --sun north,30 " + out, "--sun"},
         {"sky --sun 10,91 " + out, "elevation"},
         {"sky --sun 10,20 " + (directory_ / "sky.jpg").string(), "sky.jpg"},
-        {"sky --sun 10,20 " + (directory_ / "missing" / "sky.png").string(), "sky.png"},
+        {"sky --sun 10,20 " + (directory_ / "stderr.txt" / "sky.png").string(),
+         "is not a directory"},
+        {"sky --sun 10,20 --exposure nan " + out, "'nan' is not a finite number above 0"},
+        {"sky --sun 10,20 --exposure -1 " + out, "'-1' is not a finite number above 0"},
+        {"sky --sun 10,20 --haze 1e30 " + out, "'1e30' is not a finite number from 0 to 30"},
+        {"sky --sun 10,20 " + (directory_ / "folder.png").string(), "names a directory"},
         {"--library " + (directory_ / "none.so").string() + " sky --sun 10,20 " + out, "none.so"},
     };
     for (const Row& row : rows) {
