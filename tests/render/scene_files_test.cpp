@@ -165,13 +165,13 @@ TEST(SceneFiles, DirectoriesAndEndlessFilesAreNamedForWhatTheyAre) {
               "d.json: objects[0].material.params.u_transmittanceMap: " + dir +
                   "/textures: is a directory");
     EXPECT_EQ(sceneError([&] { vkrender::loadScene(dir, library); }),
-              dir + ": cannot read the scene file: is a directory");
+              dir + ": cannot open scene file: is a directory");
     if (std::filesystem::exists("/dev/zero")) {
         vkrender::LoadLimits small;
         small.sceneBytes = 1 << 16;
         small.meshBytes = 1 << 16;
         EXPECT_EQ(sceneError([&] { vkrender::loadScene("/dev/zero", library, small); }),
-                  "/dev/zero: cannot read the scene file: larger than the limit of 65536 bytes");
+                  "/dev/zero: cannot open scene file: larger than the limit of 65536 bytes");
         EXPECT_EQ(sceneError([&] {
                       vkrender::parseScene(R"({"objects": [{"type": "mesh", "file": "/dev/zero",
                                                             "material": {"diffuse": [1, 1, 1]}}]})",

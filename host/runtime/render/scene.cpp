@@ -955,7 +955,7 @@ Scene loadScene(const std::string& path, const vkhost::ShaderLibrary& library,
     try {
         text = vkimage::readFileBytes(path, limits.sceneBytes);
     } catch (const FileError& e) {
-        throw SceneError(path + ": cannot read the scene file: " + e.what());
+        throw SceneError(path + ": cannot open scene file: " + e.what());
     }
     return parseScene(text, path, std::filesystem::path(path).parent_path().string(), library,
                       limits);

@@ -151,7 +151,7 @@ struct Scene {
 struct LoadLimits {
     std::uint64_t sceneBytes = 16ull << 20;     // the scene file
     std::uint64_t meshBytes = 256ull << 20;     // each OBJ file
-    std::uint64_t meshTriangles = 8ull << 20;   // each mesh, polygons counted as their triangles
+    std::uint64_t meshTriangles = 4ull << 20;   // each mesh, polygons counted as their triangles
     std::uint64_t textureBytes = 256ull << 20;  // each image file
     std::uint64_t texturePixels = 1ull << 26;   // width x height an image's header declares
 };
