@@ -120,6 +120,33 @@ TEST(SceneValidation, NumbersAFieldCannotHoldAreRefusedNotCut) {
     expectRejected(std::begin(rows), std::end(rows));
 }
 
+TEST(SceneValidation, MessagesShowDeepOrLongValuesCutShort) {
+    // A value nested 200000 deep is shown one level down, not dumped recursively.
+    const std::string deep = std::string(200000, '[') + std::string(200000, ']');
+    const std::string rows[][2] = {
+        {R"({"render": {"exposure": )" + deep + "}}",
+         "bad.json: render.exposure: expected a number, got array"},
+        {R"({"render": {"seed": )" + deep + "}}",
+         "bad.json: render.seed: expected an integer from 0 to 18446744073709551615, got [[...]]"},
+        {R"({"render": {"seed": [1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21]}})",
+         "bad.json: render.seed: expected an integer from 0 to 18446744073709551615, got "
+         "[1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17,18,19,20,21]"},
+        {R"({"render": {"seed": {"a": "long text long text long text long text long text long"}}})",
+         "bad.json: render.seed: expected an integer from 0 to 18446744073709551615, got "
+         // 57 characters of the object, then the cut.
+         "{\"a\":\"long text long text long text long text long text l..."},
+    };
+    const vkhost::ShaderLibrary library;
+    for (const auto& row : rows) {
+        try {
+            vkrender::parseScene(row[0], "bad.json", "", library);
+            ADD_FAILURE() << "accepted " << row[0].substr(0, 80);
+        } catch (const vkrender::SceneError& e) {
+            EXPECT_EQ(std::string(e.what()), row[1]);
+        }
+    }
+}
+
 TEST(SceneValidation, ValuesAtTheBoundsAreKeptExactly) {
     const vkhost::ShaderLibrary library;
     const vkrender::Scene scene = vkrender::parseScene(R"({

@@ -292,9 +292,33 @@ constexpr std::int64_t kMaxDepth = 64;
 constexpr float kMaxExtent = 1.0e6f;
 const std::string kExtentText = "1e6";
 
-// A JSON value as the file gives it, cut short for a message.
+// A JSON value as the file gives it, cut short for a message. Only one level is spelled out:
+// dumping a value nested a million deep would recurse as deep.
 std::string shown(const json& value) {
-    std::string text = value.dump();
+    const auto flat = [](const json& v) {
+        return v.is_array() ? std::string(v.empty() ? "[]" : "[...]")
+               : v.is_object() ? std::string(v.empty() ? "{}" : "{...}")
+                               : v.dump(-1, ' ', false, json::error_handler_t::replace);
+    };
+    std::string text;
+    if (value.is_array()) {
+        text = "[";
+        for (std::size_t i = 0; i < value.size() && text.size() <= 60; ++i) {
+            text += (i == 0 ? "" : ",") + flat(value[i]);
+        }
+        text += "]";
+    } else if (value.is_object()) {
+        text = "{";
+        for (const auto& [key, item] : value.items()) {
+            text += (text.size() == 1 ? "" : ",") + flat(json(key)) + ":" + flat(item);
+            if (text.size() > 60) {
+                break;
+            }
+        }
+        text += "}";
+    } else {
+        text = flat(value);
+    }
     if (text.size() > 60) {
         text.resize(57);
         text += "...";
@@ -944,6 +968,9 @@ Scene parseScene(const std::string& text, const std::string& name, const std::st
     try {
         loader.load(root, Where{scene.path, ""});
     } catch (const vkhost::ParameterError& e) {
+        throw SceneError(name + ": " + e.what());
+    } catch (const json::exception& e) {
+        // A value the checks above let through to the JSON library's own conversions.
         throw SceneError(name + ": " + e.what());
     }
     return scene;
