@@ -721,18 +721,6 @@ void run(const Options& options) {
     for (const std::string& path : options.files) {
         try {
             Loaded loaded = vkhost::loadIes(path, options.strict, writes);
-            if (options.json) {
-                json.push_back(jsonOf(path, loaded, options.strict, options.grid));
-            } else if (options.grid) {
-                std::cout << gridCsv(*loaded.file->data());
-            } else {
-                printSummary(path, loaded, options.strict);
-            }
-            const vkhost::TiltData& tilt = loaded.tilt;
-            if (!tilt.problem.empty()) {
-                std::fprintf(stderr, "vexakelo: warning: %s: tilt file %s: %s; tilt ignored\n",
-                             path.c_str(), tilt.filePath.c_str(), tilt.problem.c_str());
-            }
             const IESFileData& d = *loaded.file->data();
             const double multiplier = d.candelaMultiplier;
             if (!options.plot.empty() && !(multiplier > 0.0)) {
@@ -744,6 +732,18 @@ void run(const Options& options) {
                              "vexakelo: warning: %s: candela multiplier %s makes every "
                              "intensity 0 or negative\n",
                              path.c_str(), number(multiplier).c_str());
+            }
+            if (options.json) {
+                json.push_back(jsonOf(path, loaded, options.strict, options.grid));
+            } else if (options.grid) {
+                std::cout << gridCsv(*loaded.file->data());
+            } else {
+                printSummary(path, loaded, options.strict);
+            }
+            const vkhost::TiltData& tilt = loaded.tilt;
+            if (!tilt.problem.empty()) {
+                std::fprintf(stderr, "vexakelo: warning: %s: tilt file %s: %s; tilt ignored\n",
+                             path.c_str(), tilt.filePath.c_str(), tilt.problem.c_str());
             }
             if (!options.applyTilt.empty()) {
                 writeTilted(options.applyTilt, path, loaded, outputs);

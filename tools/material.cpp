@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdint>
 #include <cstdlib>
+#include <initializer_list>
 #include <random>
 #include <string>
 #include <vector>
@@ -88,19 +89,22 @@ std::string lobeName(const std::string& shader, int lobe) {
     }
 }
 
-bool finite(float x, float y, float z) {
-    return std::isfinite(x) && std::isfinite(y) && std::isfinite(z);
-}
-
 // The library keeps its contracted arithmetic, which for some settings (a Glazing with u_level
 // 0, for one) divides by zero; the probe says so instead of printing nan as if it were a colour.
-void warnNotFinite(const Options& o, const char* slot, float x, float y, float z) {
-    if (finite(x, y, z)) return;
+void warnNotFinite(const Options& o, const char* slot, std::initializer_list<double> values) {
+    std::string text;
+    bool finiteValues = true;
+    for (const double v : values) {
+        finiteValues = finiteValues && std::isfinite(v);
+        char number[32];
+        std::snprintf(number, sizeof number, "%s%g", text.empty() ? "" : " ", v);
+        text += number;
+    }
+    if (finiteValues) return;
     std::string settings;
     for (const std::string& set : o.sets) settings += (settings.empty() ? "" : " ") + set;
-    std::fprintf(stderr, "vexakelo: warning: %s: %s gives %g %g %g%s%s\n", o.shader.c_str(), slot,
-                 static_cast<double>(x), static_cast<double>(y), static_cast<double>(z),
-                 settings.empty() ? " with the defaults" : " with ", settings.c_str());
+    std::fprintf(stderr, "vexakelo: warning: %s: %s gives %s with %s\n", o.shader.c_str(), slot,
+                 text.c_str(), settings.empty() ? "the defaults" : settings.c_str());
 }
 
 vyr::ShadingState probeState(const Options& o) {
@@ -159,7 +163,7 @@ void run(const Options& o) {
     m->shade(&ctx, &s);
     std::printf("shade (white traces): %.6f %.6f %.6f %.6f\n", s.outColor.x, s.outColor.y,
                 s.outColor.z, s.outColor.w);
-    warnNotFinite(o, "shade", s.outColor.x, s.outColor.y, s.outColor.z);
+    warnNotFinite(o, "shade", {s.outColor.x, s.outColor.y, s.outColor.z});
     s = base;
     s.shadowTransmit = {-1.0f, -1.0f, -1.0f};
     m->shadow(&ctx, &s);
@@ -168,7 +172,7 @@ void run(const Options& o) {
     } else {
         std::printf("shadow: %.6f %.6f %.6f\n", s.shadowTransmit.x, s.shadowTransmit.y,
                     s.shadowTransmit.z);
-        warnNotFinite(o, "shadow", s.shadowTransmit.x, s.shadowTransmit.y, s.shadowTransmit.z);
+        warnNotFinite(o, "shadow", {s.shadowTransmit.x, s.shadowTransmit.y, s.shadowTransmit.z});
     }
 
     // Sampler: mean weight * cosine per lobe flag. The Ward family writes the BSDF value as the
@@ -199,9 +203,8 @@ void run(const Options& o) {
                         ("(" + lobeName(o.shader, lobe) + "):").c_str(),
                         100.0 * hits[lobe] / o.samples, reciprocalPdf ? "/pdf" : "",
                         byLobe[lobe] / o.samples);
-            const auto mean = static_cast<float>(byLobe[lobe] / o.samples);
-            warnNotFinite(o, ("sampleBsdf lobe " + std::to_string(lobe)).c_str(), mean, mean,
-                          mean);
+            warnNotFinite(o, ("sampleBsdf lobe " + std::to_string(lobe)).c_str(),
+                          {byLobe[lobe] / o.samples});
         }
     }
 
@@ -226,7 +229,7 @@ void run(const Options& o) {
     }
     std::printf("evaluateBsdf integrated (value*cos): upper hemisphere %.6f, lower %.6f\n", upper,
                 lower);
-    warnNotFinite(o, "evaluateBsdf", static_cast<float>(upper), static_cast<float>(lower), 0.0f);
+    warnNotFinite(o, "evaluateBsdf integrated over the hemispheres", {upper, lower});
 }
 
 void setupMaterial(CLI::App& app) {
