@@ -9,6 +9,8 @@
 
 #include <Iex.h>
 #include <ImfIO.h>
+#include <ImfTileDescription.h>
+#include <ImfVersion.h>
 
 #include <ImfChannelList.h>
 #include <ImfFrameBuffer.h>
@@ -91,6 +93,58 @@ private:
     std::uint64_t at_ = 0;
 };
 
+std::uint32_t littleEndian32(const std::string& bytes, std::size_t at) {
+    std::uint32_t value = 0;
+    for (std::size_t i = 4; i-- > 0;) {
+        value = (value << 8) | static_cast<unsigned char>(bytes[at + i]);
+    }
+    return value;
+}
+
+// Where the (single) header ends: after the magic number and version, attributes of a name, a
+// type name and a stated size, ended by an empty name. Throws when a size runs past the bytes.
+std::size_t checkedHeaderEnd(const std::string& bytes, const std::string& name) {
+    const auto broken = [&] { return ImageError(name + ": the EXR header is cut short or broken"); };
+    std::size_t at = 8;
+    while (true) {
+        const std::size_t nameEnd = bytes.find('\0', at);
+        if (nameEnd == std::string::npos) {
+            throw broken();
+        }
+        if (nameEnd == at) {
+            return at + 1;
+        }
+        const std::size_t typeEnd = bytes.find('\0', nameEnd + 1);
+        if (typeEnd == std::string::npos || bytes.size() - (typeEnd + 1) < 4) {
+            throw broken();
+        }
+        const std::uint32_t size = littleEndian32(bytes, typeEnd + 1);
+        at = typeEnd + 5;
+        if (size > bytes.size() - at) {
+            throw broken();
+        }
+        at += size;
+    }
+}
+
+// Scan lines per chunk for each compression.
+std::uint64_t linesPerChunk(Imf::Compression compression) {
+    switch (compression) {
+        case Imf::ZIP_COMPRESSION:
+        case Imf::PXR24_COMPRESSION:
+            return 16;
+        case Imf::PIZ_COMPRESSION:
+        case Imf::B44_COMPRESSION:
+        case Imf::B44A_COMPRESSION:
+        case Imf::DWAA_COMPRESSION:
+            return 32;
+        case Imf::DWAB_COMPRESSION:
+            return 256;
+        default:
+            return 1;
+    }
+}
+
 [[noreturn]] void tooManyPixels(const std::string& name, std::int64_t width, std::int64_t height,
                                 const ImageLimits& limits) {
     throw ImageError(name + ": declares " + std::to_string(width) + " x " + std::to_string(height) +
@@ -99,22 +153,25 @@ private:
 
 Image readExr(const std::string& bytes, const std::string& name, const ImageLimits& limits) {
     try {
-        // The header on its own first: OpenEXR sizes its tables by the data window as soon as
-        // a file is opened, so the window is checked before that.
-        Imath::Box2i window;
+        // The header on its own first: OpenEXR sizes its tables by the data window (and
+        // attributes by the sizes they state) as soon as a file is opened, so those sizes are
+        // checked against the bytes there are before OpenEXR sees them.
+        if (bytes.size() < 8) {
+            throw ImageError(name + ": the EXR header is cut short or broken");
+        }
+        const std::uint32_t version = littleEndian32(bytes, 4);
+        if ((version & (Imf::MULTI_PART_FILE_FLAG | Imf::NON_IMAGE_FLAG)) != 0) {
+            throw ImageError(name + ": multi-part and deep EXR files are not read as images");
+        }
+        const std::size_t headerEnd = checkedHeaderEnd(bytes, name);
+        Imf::Header header;
         {
             MemoryStream probe(bytes, name);
-            probe.seekg(4);
-            char versionBytes[4];
-            probe.read(versionBytes, 4);
-            int version = 0;
-            for (int i = 3; i >= 0; --i) {
-                version = (version << 8) | static_cast<unsigned char>(versionBytes[i]);
-            }
-            Imf::Header header;
-            header.readFrom(probe, version);
-            window = header.dataWindow();
+            probe.seekg(8);
+            int v = static_cast<int>(version);
+            header.readFrom(probe, v);
         }
+        const Imath::Box2i window = header.dataWindow();
         const std::int64_t width = std::int64_t{window.max.x} - window.min.x + 1;
         const std::int64_t height = std::int64_t{window.max.y} - window.min.y + 1;
         if (width <= 0 || height <= 0) {
@@ -123,6 +180,25 @@ Image readExr(const std::string& bytes, const std::string& name, const ImageLimi
         if (static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height) >
             limits.pixels) {
             tooManyPixels(name, width, height, limits);
+        }
+        // Every chunk of pixels has an 8-byte offset after the header; a file too short for
+        // its offsets cannot hold the image its window declares.
+        std::uint64_t chunks = 0;
+        if (header.hasTileDescription()) {
+            const Imf::TileDescription tiles = header.tileDescription();
+            if (tiles.xSize == 0 || tiles.ySize == 0) {
+                throw ImageError(name + ": the EXR tiles are empty");
+            }
+            chunks = ((static_cast<std::uint64_t>(width) + tiles.xSize - 1) / tiles.xSize) *
+                     ((static_cast<std::uint64_t>(height) + tiles.ySize - 1) / tiles.ySize);
+        } else {
+            const std::uint64_t lines = linesPerChunk(header.compression());
+            chunks = (static_cast<std::uint64_t>(height) + lines - 1) / lines;
+        }
+        if (chunks > (bytes.size() - headerEnd) / 8) {
+            throw ImageError(name + ": the EXR file is too short for its " +
+                             std::to_string(width) + " x " + std::to_string(height) +
+                             " pixels");
         }
         MemoryStream stream(bytes, name);
         Imf::InputFile file(stream);
