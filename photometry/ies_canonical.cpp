@@ -98,6 +98,15 @@ std::string_view trimWhite(std::string_view s) {
     return s.substr(first, last - first + 1);
 }
 
+// Only blanks, as the reader trims its lines.
+std::string_view trimSpaces(std::string_view s) {
+    const std::size_t first = s.find_first_not_of(' ');
+    if (first == std::string_view::npos) {
+        return std::string_view();
+    }
+    return s.substr(first, s.find_last_not_of(' ') - first + 1);
+}
+
 std::string formatFloat(float value) {
     char buffer[32];
     std::snprintf(buffer, sizeof buffer, "%.9g", static_cast<double>(value));
@@ -169,6 +178,9 @@ std::string IESFile::Canonical::describe() const {
     if (changes & kLongLines) parts.emplace_back("lines over 255 characters wrapped");
     if (changes & kNumbersRewritten) parts.emplace_back("run-together numbers split");
     if (changes & kRegrouped) parts.emplace_back("numbers regrouped onto canonical lines");
+    if (changes & kLabelsDropped) {
+        parts.emplace_back("label lines that read as the luminaire numbers dropped");
+    }
     if (changes & kTrailingDropped) {
         parts.push_back(decimal(droppedLines) + " line" + (droppedLines == 1 ? "" : "s") +
                         " after the candela values dropped");
@@ -193,13 +205,28 @@ IESFile::Canonical IESFile::canonicalize(const std::string& text) {
     LineCursor cursor(text);
     std::string_view line;
 
-    // The TILT line ends the free-form part of the file.
+    // The TILT line ends the free-form part of the file. The reader's chain takes a run of
+    // IESNA lines, then a run of keyword lines; any other line ends both, and from there on the
+    // reader skips lines until one of exactly ten numbers, which it takes for the luminaire line.
+    // Such a label line is dropped, since the reader would never finish after it.
     bool tiltFound = false;
+    enum class Run { Header, Keywords, Free } run = Run::Header;
     while (cursor.next(line)) {
         const std::string_view t = trimWhite(line);
         if (t.size() >= 5 && upper(t.substr(0, 5)) == "TILT=") {
             tiltFound = true;
             break;
+        }
+        const std::string_view r = trimSpaces(line);
+        if (run == Run::Header && !(r.size() >= 5 && upper(r.substr(0, 5)) == "IESNA")) {
+            run = Run::Keywords;
+        }
+        if (run == Run::Keywords && (r.empty() || r[0] != '[')) {
+            run = Run::Free;
+        }
+        if (run == Run::Free && extractNumbers(std::string(r)).size() == 10) {
+            result.changes |= kLabelsDropped;
+            continue;
         }
         out.append(line);
         out.push_back('\n');
@@ -264,11 +291,17 @@ IESFile::Canonical IESFile::canonicalize(const std::string& text) {
             if (parsePlainFloat(word.data(), word.data() + word.size(), v)) {
                 values.push_back(v);
             } else {
+                // Whole only when the extraction that failed began at the end of the word: a
+                // failed one can still eat characters ("0+", "1.2."), and the reader's stream
+                // would stop on them and lose the rest of the line.
                 std::istringstream in{std::string(word)};
-                while (in >> v) {
+                std::streamsize left = 0;
+                for (;;) {
+                    left = in.rdbuf()->in_avail();
+                    if (!(in >> v)) break;
                     values.push_back(v);
                 }
-                whole = in.eof();
+                whole = left <= 0;
             }
             if (values.empty() || !whole) {
                 fail("line " + decimal(static_cast<long long>(li + 1)) + ": '" +

@@ -159,6 +159,7 @@ public:
         kRegrouped = 1u << 5,          // other numbers were moved between lines
         kTrailingDropped = 1u << 6,    // text after the last candela value was dropped
         kNumbersRewritten = 1u << 7,   // tokens such as "1.2.3" were split into their numbers
+        kLabelsDropped = 1u << 8,      // label lines before TILT that read as ten numbers dropped
     };
 
     struct Canonical {
