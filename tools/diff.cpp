@@ -2,6 +2,7 @@
 // relative to B's mean, the mean and the largest difference, optionally per gallery tile (the
 // label strip left out) and a heat map; with --fail-above the exit status says whether the
 // relative RMSE stayed under the threshold (3 when it did not), so scripts and tests can use it.
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -9,6 +10,7 @@
 
 #include "command.h"
 #include "image_io.h"
+#include "option_checks.h"
 #include "output_files.h"
 #include "render/gallery.h"
 #include "render/image_compare.h"
@@ -26,11 +28,12 @@ struct DiffArgs {
     std::string heatMap;
     float heatScale = 0.0f;
     double failAbove = -1.0;
+    vkimage::ImageLimits limits;
 };
 
-vkimage::Image read(const std::string& path) {
+vkimage::Image read(const std::string& path, const vkimage::ImageLimits& limits) {
     try {
-        return vkimage::readImage(path);
+        return vkimage::readImage(path, limits);
     } catch (const std::exception& e) {
         throw vexakelo::cli::Failure(e.what());
     }
@@ -70,8 +73,8 @@ void runDiff(const DiffArgs& args) {
         outputs.add(args.heatMap, "--heat", {".png", ".exr"});
         outputs.prepare();
     }
-    const vkimage::Image image = read(args.image);
-    const vkimage::Image reference = read(args.reference);
+    const vkimage::Image image = read(args.image, args.limits);
+    const vkimage::Image reference = read(args.reference, args.limits);
     if (image.width != reference.width || image.height != reference.height) {
         throw vexakelo::cli::Failure(args.image + ": " + std::to_string(image.width) + "x" +
                                      std::to_string(image.height) + ", but " + args.reference +
@@ -125,6 +128,13 @@ void setupDiff(CLI::App& app) {
     diff->add_option("--fail-above", args.failAbove,
                      "exit with status 3 when the relative RMSE is above this")
         ->check(CLI::NonNegativeNumber);
+    diff->add_option("--max-image-bytes", args.limits.bytes, "size of each image file read")
+        ->check(vexakelo::cli::wholeNumber(1, UINT64_MAX).description(""))
+        ->capture_default_str();
+    diff->add_option("--max-image-pixels", args.limits.pixels,
+                     "width x height of each image read, as its header declares it")
+        ->check(vexakelo::cli::wholeNumber(1, UINT64_MAX).description(""))
+        ->capture_default_str();
     diff->callback([] { runDiff(args); });
 }
 

@@ -38,6 +38,7 @@ struct RenderArgs {
     double seconds = 0.0;
     double errorTarget = 0.0;
     std::vector<std::string> only;
+    vkrender::LoadLimits limits;
 };
 
 vkrender::Sampler samplerOf(const std::string& name) {
@@ -111,7 +112,7 @@ void checkScene(const RenderArgs& args) {
     }
     vkhost::ShaderLibrary library = openLibrary();
     try {
-        const vkrender::Scene scene = vkrender::loadScene(args.scene, library);
+        const vkrender::Scene scene = vkrender::loadScene(args.scene, library, args.limits);
         int width = scene.settings.width;
         int height = scene.settings.height;
         if (!args.size.empty()) parseSize(args.size, width, height);
@@ -145,7 +146,7 @@ void runRender(const RenderArgs& args) {
     outputs.prepare();
     vkhost::ShaderLibrary library = openLibrary();
     try {
-        const vkrender::Scene scene = vkrender::loadScene(args.scene, library);
+        const vkrender::Scene scene = vkrender::loadScene(args.scene, library, args.limits);
         vkrender::RenderOptions options;
         options.width = scene.settings.width;
         options.height = scene.settings.height;
@@ -204,6 +205,23 @@ void addCommon(CLI::App* command, RenderArgs& args, const char* seedHelp) {
                       "the same samples in every pixel (no second pass where the noise is)");
 }
 
+// What a scene may make the loader read; the defaults keep a wrong path (/dev/zero, a huge
+// texture) from filling memory, and a real scene that needs more can say so here.
+void addLimits(CLI::App* command, vkrender::LoadLimits& limits) {
+    const auto add = [&](const char* name, std::uint64_t& field, const char* help) {
+        command->add_option(name, field, help)
+            ->check(vexakelo::cli::wholeNumber(1, UINT64_MAX).description(""))
+            ->capture_default_str()
+            ->group("Limits of what a scene may load");
+    };
+    add("--max-scene-bytes", limits.sceneBytes, "size of the scene file");
+    add("--max-mesh-bytes", limits.meshBytes, "size of each OBJ file");
+    add("--max-mesh-triangles", limits.meshTriangles, "triangles of each mesh");
+    add("--max-texture-bytes", limits.textureBytes, "size of each image file");
+    add("--max-texture-pixels", limits.texturePixels,
+        "width x height of each image, as its header declares it");
+}
+
 void setupRender(CLI::App& app) {
     static RenderArgs renderArgs;
     CLI::App* render =
@@ -232,6 +250,7 @@ void setupRender(CLI::App& app) {
         ->check(CLI::Range(32, 2048))
         ->capture_default_str();
     addCommon(render, renderArgs, "random seed (default: the scene's)");
+    addLimits(render, renderArgs.limits);
     render->callback([] { runRender(renderArgs); });
 
     static RenderArgs galleryArgs;
