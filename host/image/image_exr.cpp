@@ -86,7 +86,9 @@ public:
         return at_ < bytes_.size();
     }
     std::uint64_t tellg() override { return at_; }
-    void seekg(std::uint64_t position) override { at_ = std::min<std::uint64_t>(position, bytes_.size()); }
+    void seekg(std::uint64_t position) override {
+        at_ = std::min<std::uint64_t>(position, bytes_.size());
+    }
 
 private:
     const std::string& bytes_;
@@ -104,7 +106,9 @@ std::uint32_t littleEndian32(const std::string& bytes, std::size_t at) {
 // Where the (single) header ends: after the magic number and version, attributes of a name, a
 // type name and a stated size, ended by an empty name. Throws when a size runs past the bytes.
 std::size_t checkedHeaderEnd(const std::string& bytes, const std::string& name) {
-    const auto broken = [&] { return ImageError(name + ": the EXR header is cut short or broken"); };
+    const auto broken = [&] {
+        return ImageError(name + ": the EXR header is cut short or broken");
+    };
     std::size_t at = 8;
     while (true) {
         const std::size_t nameEnd = bytes.find('\0', at);

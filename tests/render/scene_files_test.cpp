@@ -2,7 +2,6 @@
 // file sources answered from memory, and the limits that stop a wrong path (/dev/zero, a small
 // PNG declaring a gigapixel) before memory runs out.
 #include <gtest/gtest.h>
-
 #include <unistd.h>
 
 #include <cstdint>
@@ -43,17 +42,18 @@ std::string sceneError(F&& f) {
 TEST(ObjText, TrianglesFanFromTheFirstCornerWithIndicesResolved) {
     // A quad given with negative (relative) indices, uvs and normals on every corner; comments,
     // groups, CRLF endings and a w coordinate are passed over.
-    const vkrender::ObjMesh mesh = vkrender::parseObj("# quad\r\n"
-                                                      "o thing\r\n"
-                                                      "v 0 0 0\r\n"
-                                                      "v 1 0 0 1\r\n"
-                                                      "v 1 1 0\r\n"
-                                                      "v +0 1 0\r\n"
-                                                      "vt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\n"
-                                                      "vn 0 0 2\n"
-                                                      "g side\ns 1\n"
-                                                      "f -4/1/1 -3/2/1 -2/3/1 -1/4/1\n",
-                                                      "quad.obj");
+    const vkrender::ObjMesh mesh = vkrender::parseObj(
+        "# quad\r\n"
+        "o thing\r\n"
+        "v 0 0 0\r\n"
+        "v 1 0 0 1\r\n"
+        "v 1 1 0\r\n"
+        "v +0 1 0\r\n"
+        "vt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\n"
+        "vn 0 0 2\n"
+        "g side\ns 1\n"
+        "f -4/1/1 -3/2/1 -2/3/1 -1/4/1\n",
+        "quad.obj");
     // Corners (0, 1, 2) and (0, 2, 3).
     ASSERT_EQ(mesh.positions.size(), 6u);
     EXPECT_EQ(mesh.positions[3].x, 0.0f);
@@ -95,7 +95,8 @@ TEST(ObjText, MalformedStatementsNameTheLine) {
         {"v 0 0 0\nf 0 1 1\n", "line 2: '0' is not a face corner"},
         {"v 0 0 0\nf 1 1 -2\n", "line 2: '-2' is not a face corner"},
         {"v 0 0 0\nf 1/ 1 1\n", "line 2: '1/' is not a face corner"},
-        {"v 0 0 0\nv 1 0 0\nv 0 1 0\n\nf 1 2 4\n", "line 5: vertex 4 does not exist (the file has 3)"},
+        {"v 0 0 0\nv 1 0 0\nv 0 1 0\n\nf 1 2 4\n",
+         "line 5: vertex 4 does not exist (the file has 3)"},
         {"v 0 0 0\nf 1/2 1/1 1/1\nvt 0 0\n", "line 2: texture coordinate 2 does not exist"},
         {"v 0 0 0\nv 1 0 0\n# no faces\n", "no triangles"},
         {"", "no triangles"},
@@ -156,14 +157,15 @@ TEST(SceneFiles, DirectoriesAndEndlessFilesAreNamedForWhatTheyAre) {
                                        "d.json", dir, library);
               }),
               "d.json: objects[0].file: " + dir + "/meshes: is a directory");
-    EXPECT_EQ(sceneError([&] {
-                  vkrender::parseScene(
-                      R"({"objects": [{"type": "sphere", "material": {"shader": "vexa_kelo_Mtl_Dielectric",
+    EXPECT_EQ(
+        sceneError([&] {
+            vkrender::parseScene(
+                R"({"objects": [{"type": "sphere", "material": {"shader": "vexa_kelo_Mtl_Dielectric",
                           "params": {"u_transmittanceMap": "textures"}}}]})",
-                      "d.json", dir, library);
-              }),
-              "d.json: objects[0].material.params.u_transmittanceMap: " + dir +
-                  "/textures: is a directory");
+                "d.json", dir, library);
+        }),
+        "d.json: objects[0].material.params.u_transmittanceMap: " + dir +
+            "/textures: is a directory");
     EXPECT_EQ(sceneError([&] { vkrender::loadScene(dir, library); }),
               dir + ": cannot open scene file: is a directory");
     if (std::filesystem::exists("/dev/zero")) {
@@ -181,7 +183,9 @@ TEST(SceneFiles, DirectoriesAndEndlessFilesAreNamedForWhatTheyAre) {
     }
     vkrender::LoadLimits tiny;
     tiny.sceneBytes = 8;
-    EXPECT_EQ(sceneError([&] { vkrender::parseScene(R"({"up": [0, 0, 1]})", "t.json", "", library, tiny); }),
+    EXPECT_EQ(sceneError([&] {
+                  vkrender::parseScene(R"({"up": [0, 0, 1]})", "t.json", "", library, tiny);
+              }),
               "t.json: larger than the scene limit of 8 bytes");
 }
 
@@ -190,7 +194,8 @@ TEST(SceneFiles, DirectoriesAndEndlessFilesAreNamedForWhatTheyAre) {
 std::string pngHeader(std::uint32_t width, std::uint32_t height) {
     std::string bytes("\x89PNG\r\n\x1a\n", 8);
     const auto be32 = [&](std::uint32_t v) {
-        for (int shift = 24; shift >= 0; shift -= 8) bytes.push_back(static_cast<char>(v >> shift));
+        for (int shift = 24; shift >= 0; shift -= 8)
+            bytes.push_back(static_cast<char>(v >> shift));
     };
     be32(13);
     bytes += "IHDR";
@@ -203,7 +208,8 @@ std::string pngHeader(std::uint32_t width, std::uint32_t height) {
 
 TEST(ImageLimits, DeclaredSizesAreCheckedBeforeDecoding) {
     const std::string checker = fileBytes(scenesDir() + "/textures/checker.png");
-    const vkimage::Image image = vkimage::readImageFromMemory(checker, "checker.png", {1 << 20, 64 * 64});
+    const vkimage::Image image =
+        vkimage::readImageFromMemory(checker, "checker.png", {1 << 20, 64 * 64});
     EXPECT_EQ(image.width, 64);
     EXPECT_EQ(image.height, 64);
     const auto imageError = [](const std::string& bytes, const vkimage::ImageLimits& limits) {

@@ -169,14 +169,13 @@ TEST(SceneValidation, ValuesAtTheBoundsAreKeptExactly) {
     EXPECT_EQ(scene.objects[0].radius, 1e6f);
     EXPECT_EQ(scene.lights[0].domeRadius, 1e6f);
     const auto& dielectric = *scene.materials[0].shader;
-    const vkhost::ParameterBlock block(dielectric.name, dielectric.layout,
-                                       dielectric.object.get());
+    const vkhost::ParameterBlock block(dielectric.name, dielectric.layout, dielectric.object.get());
     EXPECT_EQ(std::get<std::int32_t>(block.get("u_procedureMapEnable")), 2147483647);
     // Seeds past 2^63 stay unsigned rather than wrapping negative on the way.
-    EXPECT_EQ(vkrender::parseScene(R"({"render": {"seed": 9223372036854775808}})", "s.json", "",
-                                   library)
-                  .settings.seed,
-              9223372036854775808ull);
+    EXPECT_EQ(
+        vkrender::parseScene(R"({"render": {"seed": 9223372036854775808}})", "s.json", "", library)
+            .settings.seed,
+        9223372036854775808ull);
 }
 
 TEST(SceneValidation, JsonErrorsNameTheFileAndThePlace) {

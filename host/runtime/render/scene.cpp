@@ -149,9 +149,13 @@ ObjMesh parseObj(const std::string& text, const std::string& name, const LoadLim
         line.tokens.clear();
         std::size_t i = 0;
         while (i < content.size()) {
-            while (i < content.size() && isBlank(content[i])) ++i;
+            while (i < content.size() && isBlank(content[i])) {
+                ++i;
+            }
             const std::size_t start = i;
-            while (i < content.size() && !isBlank(content[i])) ++i;
+            while (i < content.size() && !isBlank(content[i])) {
+                ++i;
+            }
             if (i > start) {
                 line.tokens.push_back(content.substr(start, i - start));
             }
@@ -196,7 +200,8 @@ ObjMesh parseObj(const std::string& text, const std::string& name, const LoadLim
                 bool good = c.position >= 0;
                 if (slash1 != std::string_view::npos) {
                     const std::string_view uv = token.substr(
-                        slash1 + 1, slash2 == std::string_view::npos ? slash2 : slash2 - slash1 - 1);
+                        slash1 + 1,
+                        slash2 == std::string_view::npos ? slash2 : slash2 - slash1 - 1);
                     // Only v//vn leaves the uv out.
                     if (!uv.empty() || slash2 == std::string_view::npos) {
                         c.uv = objIndex(uv, uvs.size());
@@ -208,7 +213,8 @@ ObjMesh parseObj(const std::string& text, const std::string& name, const LoadLim
                     }
                 }
                 if (!good) {
-                    fail("'" + std::string(token) + "' is not a face corner (v, v/vt, v//vn or v/vt/vn)");
+                    fail("'" + std::string(token) +
+                         "' is not a face corner (v, v/vt, v//vn or v/vt/vn)");
                 }
             }
             // A fan round the first corner, as polygons in OBJ files are convex.
@@ -946,8 +952,9 @@ json parseJson(const std::string& text, const std::string& name) {
         }
         const auto open = what.find('\'');
         const auto close = open == std::string::npos ? open : what.find('\'', open + 1);
-        const std::string place =
-            close == std::string::npos ? "" : placeOf(text, what.substr(open + 1, close - open - 1));
+        const std::string place = close == std::string::npos
+                                      ? ""
+                                      : placeOf(text, what.substr(open + 1, close - open - 1));
         throw SceneError(name + ": " + (place.empty() ? "" : place + ": ") + what);
     }
 }

@@ -5,7 +5,9 @@
 //
 // Scenes are read from JSON (see docs/render.md for the format). Every problem in a scene file is
 // a SceneError whose message names the file and the JSON path: "a.json: objects[2].material:
-// unknown shader 'Foo'".
+// unknown shader 'Foo'". Values that parse but mean nothing physically (a zero dome radius,
+// negative light, glass of zero panes) are problems too: the library computes with whatever it
+// is given, so the loader is where they are caught.
 #pragma once
 
 #include <cstdint>
