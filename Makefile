@@ -8,7 +8,7 @@ SANITIZER_ENV := ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:strict_string_chec
                  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
                  TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
 
-.PHONY: all setup build demo test test-asan test-tsan bench fuzz clean
+.PHONY: all setup build demo test test-asan test-tsan bench fuzz fuzz-build fuzz-long clean
 
 all: build
 
@@ -41,21 +41,24 @@ test-tsan: setup
 bench: build
 	@for b in $(RELEASE)/bin/bench_*; do echo "== $$b"; $$b; done
 
-# The photometry fuzzer: clang's libFuzzer with ASan and UBSan, run for FUZZ_SECONDS on a
-# corpus seeded from the project's real IES files.
+# The fuzz targets (clang's libFuzzer with ASan and UBSan, one per reader stage: see
+# docs/fuzzing.md). `make fuzz` runs each for FUZZ_SECONDS; `make fuzz-long HOURS=n` spreads n
+# hours over them. Both print one summary line per target and fail on a finding.
 FUZZ := build/fuzz
-FUZZ_SECONDS ?= 60
-fuzz:
+FUZZ_SECONDS ?= 30
+HOURS ?= 1
+fuzz-build:
 	@scripts/setup-deps --fuzz
-	mkdir -p $(FUZZ)/corpus
-	cp -n tests/data/ies/*.ies $(FUZZ)/corpus/
-	clang++ -std=c++20 -O1 -g -ffp-contract=off -fno-omit-frame-pointer \
-	    -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=all \
-	    -I. -Iinclude -Ihost/vyr photometry/*.cpp host/vyr/*.cpp fuzz/ies_fuzzer.cpp \
-	    -o $(FUZZ)/ies_fuzzer
-	ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
-	    $(FUZZ)/ies_fuzzer -max_total_time=$(FUZZ_SECONDS) -max_len=65536 -timeout=30 \
-	    -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix=$(FUZZ)/ $(FUZZ)/corpus
+	cmake -S . -B $(FUZZ) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
+	    -DCMAKE_C_COMPILER=clang -DVEXAKELO_SANITIZE=address,undefined,fuzzer-no-link \
+	    -DCMAKE_PROJECT_INCLUDE=$(CURDIR)/fuzz/targets.cmake
+	cmake --build $(FUZZ) -j$(JOBS) --target fuzz_all
+
+fuzz: fuzz-build
+	fuzz/run.sh --build $(FUZZ) --seconds $(FUZZ_SECONDS)
+
+fuzz-long: fuzz-build
+	fuzz/run.sh --build $(FUZZ) --hours $(HOURS)
 
 clean:
 	rm -rf build out
