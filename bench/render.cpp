@@ -56,6 +56,30 @@ void BM_GalleryRender(benchmark::State& state) {
         options.threads > 0 ? options.threads : std::thread::hardware_concurrency());
 }
 
+// An example scene at a quarter of its size and its own samples, the low-discrepancy sampler.
+void BM_SceneRender(benchmark::State& state, const char* file) {
+    static vkhost::ShaderLibrary library;
+    const vkrender::Scene scene = vkrender::loadScene(vkrender::defaultScenesDir() + "/" + file, library);
+    const vkrender::Renderer renderer(scene);
+    vkrender::RenderOptions options;
+    options.width = scene.settings.width / 4;
+    options.height = scene.settings.height / 4;
+    options.spp = scene.settings.spp;
+    options.threads = static_cast<int>(state.range(0));
+    double rays = 0.0;
+    for (auto _ : state) {
+        vkrender::RenderStats stats;
+        benchmark::DoNotOptimize(renderer.render(options, &stats));
+        rays += static_cast<double>(stats.rays);
+    }
+    state.counters["rays/s"] = benchmark::Counter(rays, benchmark::Counter::kIsRate);
+}
+BENCHMARK_CAPTURE(BM_SceneRender, materials, "materials.json")
+    ->Arg(1)
+    ->Arg(0)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
 // Arguments: threads (0: every core), sampler (0: low-discrepancy, 1: uniform).
 BENCHMARK(BM_GalleryRender)
     ->Args({1, 0})

@@ -48,6 +48,32 @@ private:
     vyr::Vec3f transmit_;
 };
 
+// A material that shades one fixed colour, as an emitter would. Slots 0-9.
+class Glow final {
+public:
+    explicit Glow(vyr::Vec3f color) : color_(color) {}
+    virtual void* destroy(unsigned) {
+        delete this;
+        return nullptr;
+    }
+    virtual void declareParameters(vyr::ParameterRegistry* registry) {
+        registry->beginParameters(reinterpret_cast<vyr::IShaderBase*>(this), 0x0D);
+    }
+    virtual void setParameters(const void*) {}
+    virtual int getShaderVersion() { return 1; }
+    virtual int getShaderKind() { return vyr::kMaterialKind; }
+    virtual void shade(vyr::ShadingContext*, vyr::ShadingState* s) const {
+        s->outColor = {color_.x, color_.y, color_.z, 1.0f};
+    }
+    virtual void shadow(vyr::ShadingContext*, vyr::ShadingState*) const {}
+    virtual void evaluateBsdf(vyr::ShadingContext*, vyr::ShadingState*) const {}
+    virtual void sampleBsdf(vyr::ShadingContext*, vyr::ShadingState*) const {}
+    virtual void finishShading() {}
+
+private:
+    vyr::Vec3f color_;
+};
+
 // A light that hands back, as its colour, the point the host chose on it. Slots 0-5.
 class PositionLight final {
 public:
@@ -191,6 +217,39 @@ TEST_F(ContextTest, TraceRayStopsAtTheDepthLimitAndBelowTheImportanceCutOff) {
             << "depth " << row.depth << " importance " << row.importance;
         const vyr::Vec3f* s = context->traceStraight(&scratch, &origin, &up, row.importance);
         EXPECT_FLOAT_EQ(s->x, row.expectedRed) << "straight, depth " << row.depth;
+    }
+}
+
+TEST_F(ContextTest, CausticLimitCapsWhatTheSceneryBounceBringsBackFromALibraryMaterial) {
+    // A grey floor (albedo 0.5, no lights, no environment) under a ceiling so wide that every
+    // bounce meets it: the floor's radiance is 0.5 times what the ceiling shades. With the limit
+    // 10 a glowing (50, 20, 5) ceiling is scaled by 10/50 to (10, 4, 1); one below the limit
+    // and the uniform sampler's bounce keep their value.
+    struct Row {
+        vyr::Vec3f glow;
+        vkrender::Sampler sampler;
+        float limit;
+        vyr::Vec3f expected;
+    };
+    const Row rows[] = {
+        {{50.0f, 20.0f, 5.0f}, vkrender::Sampler::LowDiscrepancy, 10.0f, {5.0f, 2.0f, 0.5f}},
+        {{50.0f, 20.0f, 5.0f}, vkrender::Sampler::LowDiscrepancy, 0.0f, {25.0f, 10.0f, 2.5f}},
+        {{8.0f, 4.0f, 2.0f}, vkrender::Sampler::LowDiscrepancy, 10.0f, {4.0f, 2.0f, 1.0f}},
+        {{50.0f, 20.0f, 5.0f}, vkrender::Sampler::Uniform, 10.0f, {25.0f, 10.0f, 2.5f}},
+    };
+    for (const Row& row : rows) {
+        scene.materials.resize(2);
+        scene.materials.push_back({instance("Glow", new Glow(row.glow)), {}});
+        scene.objects = {pane(0.0f, 1), pane(1.0f, 2)};
+        scene.objects[1].edgeU = {1e4f, 0.0f, 0.0f};
+        scene.objects[1].edgeV = {0.0f, 1e4f, 0.0f};
+        const vkrender::Renderer renderer(scene);
+        auto context = renderer.makeContext(4, row.sampler, row.limit);
+        context->beginPixel(7, 3);
+        const Vec3f c = context->trace({0.0f, 0.0f, 0.5f}, {0.0f, 0.0f, -1.0f}, 0);
+        EXPECT_FLOAT_EQ(c.x, row.expected.x) << "limit " << row.limit;
+        EXPECT_FLOAT_EQ(c.y, row.expected.y) << "limit " << row.limit;
+        EXPECT_FLOAT_EQ(c.z, row.expected.z) << "limit " << row.limit;
     }
 }
 

@@ -225,8 +225,9 @@ bool Renderer::occluded(Vec3f origin, Vec3f dir, float tNear, float tFar) const 
     return !(ray.tfar >= tNear);
 }
 
-std::unique_ptr<RenderContext> Renderer::makeContext(int maxDepth, Sampler sampler) const {
-    return std::make_unique<RenderContext>(*this, maxDepth, sampler);
+std::unique_ptr<RenderContext> Renderer::makeContext(int maxDepth, Sampler sampler,
+                                                     float causticLimit) const {
+    return std::make_unique<RenderContext>(*this, maxDepth, sampler, causticLimit);
 }
 
 // --- Rendering --------------------------------------------------------------------------------
@@ -428,7 +429,7 @@ vkimage::Image Renderer::render(const RenderOptions& options, RenderStats* stats
         mix32(static_cast<std::uint32_t>(options.seed >> 32) ^ 0x5bd1e995u);
 
     tbb::enumerable_thread_specific<std::unique_ptr<RenderContext>> contexts(
-        [&] { return makeContext(options.maxDepth, options.sampler); });
+        [&] { return makeContext(options.maxDepth, options.sampler, options.causticLimit); });
     const std::size_t pixels = static_cast<std::size_t>(options.width) * options.height;
     Accumulation acc(pixels);
     Progress progress(options.progress, 1.0);
@@ -568,11 +569,14 @@ vkimage::Image Renderer::render(const RenderOptions& options, RenderStats* stats
 
 // --- The shading context ----------------------------------------------------------------------
 
-RenderContext::RenderContext(const Renderer& renderer, int maxDepth, Sampler sampler)
+RenderContext::RenderContext(const Renderer& renderer, int maxDepth, Sampler sampler,
+                             float causticLimit)
     : renderer_(renderer),
       scene_(renderer.scene()),
       maxDepth_(maxDepth),
       sampler_(sampler),
+      causticLimit_(sampler == Sampler::LowDiscrepancy && causticLimit > 0.0f ? causticLimit
+                                                                              : 0.0f),
       sequence_(sampler == Sampler::Uniform ? SampleSequence::Kind::Uniform
                                             : SampleSequence::Kind::Sobol),
       up_(normalize(scene_.up)) {
@@ -922,8 +926,18 @@ Vec3f RenderContext::bounce(Vec3f origin, Vec3f dir, float importance, float env
     ++rays;
     const Hit hit =
         renderer_.intersect(origin, dir, epsilonAt(origin), std::numeric_limits<float>::infinity());
-    const Vec3f c = hit.found ? shadeHit(hit, origin, dir, depth)
-                              : environmentWeight * environment(origin, dir, depth);
+    Vec3f c;
+    if (!hit.found) {
+        c = environmentWeight * environment(origin, dir, depth);
+    } else {
+        c = shadeHit(hit, origin, dir, depth);
+        const bool library =
+            scene_.materials[scene_.objects[hit.object].material].shader != nullptr;
+        const float largest = maxComponent(c);
+        if (library && causticLimit_ > 0.0f && largest > causticLimit_) {
+            c = (causticLimit_ / largest) * c;
+        }
+    }
     pathWeight_ = savedWeight;
     return c;
 }

@@ -51,6 +51,13 @@ struct RenderOptions {
     // `seconds`; 0 leaves a target out. Time targets make the sample count depend on the machine.
     double seconds = 0.0;
     double errorTarget = 0.0;
+    // Low-discrepancy sampler: the light a scenery bounce brings back from a library material is
+    // limited to this (its largest component; 0: no limit). Those paths are caustics, which the
+    // host cannot sample well: a ray off a diffuse floor that happens to find a glossy or glass
+    // sphere reflecting the sun brings back hundreds of times the pixel's value. The limit trades
+    // a little of their energy for far less noise; the uniform sampler never limits.
+    float causticLimit = kDefaultCausticLimit;
+    static constexpr float kDefaultCausticLimit = 10.0f;
 };
 
 struct RenderStats {
@@ -99,7 +106,8 @@ public:
 
     // A context for one thread (tests use it to call the operations on their own).
     std::unique_ptr<RenderContext> makeContext(int maxDepth,
-                                               Sampler sampler = Sampler::LowDiscrepancy) const;
+                                               Sampler sampler = Sampler::LowDiscrepancy,
+                                               float causticLimit = 0.0f) const;
 
 private:
     const Scene& scene_;
@@ -114,7 +122,7 @@ private:
 class RenderContext final : public vyr::ShadingContext {
 public:
     RenderContext(const Renderer& renderer, int maxDepth,
-                  Sampler sampler = Sampler::LowDiscrepancy);
+                  Sampler sampler = Sampler::LowDiscrepancy, float causticLimit = 0.0f);
 
     // Starts the samples of one pixel; they depend only on the seed and the pixel.
     void beginPixel(std::uint64_t seed, std::uint64_t pixel) {
@@ -197,6 +205,7 @@ private:
     int depth_ = 0;
     float pathWeight_ = 1.0f;
     Sampler sampler_;
+    float causticLimit_;  // 0: none
     SampleSequence sequence_;
     Vec3f up_;
     // One light-sample list per depth, so that a list stays valid while deeper rays are shaded,
