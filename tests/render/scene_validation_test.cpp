@@ -120,10 +120,14 @@ TEST(SceneValidation, NumbersAFieldCannotHoldAreRefusedNotCut) {
     expectRejected(std::begin(rows), std::end(rows));
 }
 
-TEST(SceneValidation, MessagesShowDeepOrLongValuesCutShort) {
+TEST(SceneValidation, MessagesStayOneShortLine) {
     // A value nested 200000 deep is shown one level down, not dumped recursively.
     const std::string deep = std::string(200000, '[') + std::string(200000, ']');
     const std::string rows[][2] = {
+        // A key with a line break stays on one line.
+        {R"({"lights": [{"shader": "SimplePointLight", "params": {"col\nor": 1}}]})",
+         "bad.json: lights[0].params.col\\nor: shader SimplePointLight declares no parameter "
+         "'col\\nor'"},
         {R"({"render": {"exposure": )" + deep + "}}",
          "bad.json: render.exposure: expected a number, got array"},
         {R"({"render": {"seed": )" + deep + "}}",

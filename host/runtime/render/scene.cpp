@@ -284,7 +284,25 @@ struct Where {
         return {file, path + "[" + std::to_string(index) + "]"};
     }
     [[noreturn]] void fail(const std::string& problem) const {
-        throw SceneError(file + ": " + (path.empty() ? "" : path + ": ") + problem);
+        throw SceneError(oneLine(file + ": " + (path.empty() ? "" : path + ": ") + problem));
+    }
+
+    // Keys and file names may hold line breaks; a message stays one line.
+    static std::string oneLine(std::string text) {
+        std::string out;
+        out.reserve(text.size());
+        for (const char c : text) {
+            if (c == '\n') {
+                out += "\\n";
+            } else if (c == '\r') {
+                out += "\\r";
+            } else if (static_cast<unsigned char>(c) < 0x20) {
+                out += '?';
+            } else {
+                out += c;
+            }
+        }
+        return out;
     }
 };
 
