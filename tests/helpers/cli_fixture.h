@@ -8,7 +8,10 @@
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <string>
 
 namespace clitest {
@@ -28,6 +31,34 @@ inline CommandResult shell(const std::string& command) {
     }
     const int status = pipe != nullptr ? pclose(pipe) : -1;
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
+}
+
+struct SplitResult {
+    int status;
+    std::string out;  // stdout
+    std::string err;  // stderr
+};
+
+inline std::string readFile(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+// The program with `arguments` under a deadline (timeout exits 124), stdout and stderr apart;
+// `scratch` holds the two capture files (named so that tests can tell them from outputs).
+inline SplitResult runSplit(const std::string& arguments, const std::filesystem::path& scratch) {
+    const std::filesystem::path out = scratch / "captured.stdout";
+    const std::filesystem::path err = scratch / "captured.stderr";
+    const std::string command = "timeout 60 " + std::string(VEXAKELO_CLI) + " " + arguments +
+                                " >'" + out.string() + "' 2>'" + err.string() + "'";
+    const int status = std::system(command.c_str());
+    SplitResult r{WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(out), readFile(err)};
+    std::error_code ignored;
+    std::filesystem::remove(out, ignored);
+    std::filesystem::remove(err, ignored);
+    return r;
 }
 
 // Skips when the program is not built; `scratch` names the test's own directory.
