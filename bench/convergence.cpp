@@ -1,7 +1,7 @@
 // Noise against time: every gallery tile and every example scene rendered at its own settings
 // with the uniform sampler and with the low-discrepancy one, each measured against a reference
 // of the same sampler with 64 times the samples (another seed, no adaptive pass, no caustic
-// limit), in one run.
+// limit, no noise filter), in one run.
 // Prints the relative RMSE per tile and scene beside the time, then a table of both samplers
 // and their ratio.
 //
@@ -77,8 +77,8 @@ const vkhost::ShaderLibrary& library() {
     return instance;
 }
 
-// `asUsers` renders as a user gets it (the adaptive pass, the caustic limit); a reference has
-// neither, so that what the limit takes away counts in the error.
+// `asUsers` renders as a user gets it (the adaptive pass, the caustic limit, the noise filter);
+// a reference has none of them, so that what the limit and the filter change counts as error.
 vkimage::Image render(const Case& c, vkrender::Sampler sampler, int spp, std::uint64_t seed,
                       bool asUsers, vkrender::RenderStats* stats) {
     const vkrender::Scene scene = vkrender::parseScene(c.text, c.name, c.baseDir, library());
@@ -92,6 +92,7 @@ vkimage::Image render(const Case& c, vkrender::Sampler sampler, int spp, std::ui
     options.sampler = sampler;
     options.adaptive = asUsers;
     options.causticLimit = asUsers ? vkrender::RenderOptions::kDefaultCausticLimit : 0.0f;
+    options.filterNoise = asUsers;
     return renderer.render(options, stats);
 }
 

@@ -2,12 +2,14 @@
 // one render thread and with every core (the ratio of the two is the renderer's scaling), for
 // the low-discrepancy sampler and the uniform one (the earlier renderer) side by side.
 #include <benchmark/benchmark.h>
+#include <tbb/task_arena.h>
 
 #include <memory>
 #include <thread>
 #include <vector>
 
 #include "render/gallery.h"
+#include "render/indirect_filter.h"
 #include "render/renderer.h"
 #include "render/scene.h"
 #include "shader_library.h"
@@ -79,6 +81,31 @@ BENCHMARK_CAPTURE(BM_SceneRender, materials, "materials.json")
     ->Arg(0)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
+
+// The first-hit noise filter on a 256 x 256 tile whose every pixel saw scenery, one thread.
+void BM_IndirectFilter(benchmark::State& state) {
+    constexpr int kSize = 256;
+    vkrender::IndirectFilterBuffers buffers(kSize, kSize);
+    for (int i = 0; i < kSize * kSize; ++i) {
+        for (std::uint32_t s = 0; s < 16; ++s) {
+            vkrender::FirstHit hit;
+            hit.scenery = true;
+            hit.object = static_cast<unsigned>(i % kSize / 64);
+            hit.distance = 4.0f + 0.01f * static_cast<float>(i / kSize);
+            hit.normal = {0.0f, 0.0f, 1.0f};
+            hit.albedo = {0.5f, 0.5f, 0.5f};
+            const float l = 0.1f * static_cast<float>((i * 7 + s * 13) % 17);
+            hit.noisy = {l, l, l};
+            buffers.add(static_cast<std::size_t>(i), s, hit);
+        }
+    }
+    const std::vector<std::uint32_t> taken(kSize * kSize, 16);
+    tbb::task_arena arena(1);
+    for (auto _ : state) {
+        arena.execute([&] { benchmark::DoNotOptimize(buffers.correction(taken)); });
+    }
+}
+BENCHMARK(BM_IndirectFilter)->Unit(benchmark::kMillisecond);
 
 // Arguments: threads (0: every core), sampler (0: low-discrepancy, 1: uniform).
 BENCHMARK(BM_GalleryRender)

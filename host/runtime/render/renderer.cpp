@@ -432,6 +432,10 @@ vkimage::Image Renderer::render(const RenderOptions& options, RenderStats* stats
         [&] { return makeContext(options.maxDepth, options.sampler, options.causticLimit); });
     const std::size_t pixels = static_cast<std::size_t>(options.width) * options.height;
     Accumulation acc(pixels);
+    const bool filtering = !uniform && options.filterNoise;
+    std::unique_ptr<IndirectFilterBuffers> filter;
+    if (filtering)
+        filter = std::make_unique<IndirectFilterBuffers>(options.width, options.height);
     Progress progress(options.progress, 1.0);
     const int threads =
         options.threads > 0 ? options.threads : tbb::this_task_arena::max_concurrency();
@@ -483,13 +487,17 @@ vkimage::Image Renderer::render(const RenderOptions& options, RenderStats* stats
                                                                  options.height) *
                                                      halfHeight;
                                     const Vec3f dir = normalize(forward + sx * right + sy * up);
-                                    const Vec3f c = context.cameraRay(camera.position, dir);
+                                    FirstHit first;
+                                    const Vec3f c = context.cameraRay(
+                                        camera.position, dir, filtering ? &first : nullptr);
                                     // Deliberate: a sample that came back infinite or NaN (a shader
                                     // dividing by zero at a grazing hit) counts as black rather
                                     // than poisoning the pixel. The uniform sampler keeps one sum,
                                     // as it always did.
                                     if (finite(c)) {
                                         ((s & 1u) == 0 || uniform ? acc.even[i] : acc.odd[i]) += c;
+                                        if (filtering)
+                                            filter->add(i, s, first);
                                     }
                                 }
                                 acc.taken[i] = end;
@@ -547,9 +555,13 @@ vkimage::Image Renderer::render(const RenderOptions& options, RenderStats* stats
     }
     progress.finish();
 
+    std::vector<Vec3f> correction;
+    if (filtering) {
+        arena.execute([&] { correction = filter->correction(acc.taken); });
+    }
     vkimage::Image image(options.width, options.height);
     for (std::size_t i = 0; i < pixels; ++i) {
-        const Vec3f m = acc.mean(i);
+        const Vec3f m = filtering ? acc.mean(i) + correction[i] : acc.mean(i);
         image.pixels[i] = {m.x, m.y, m.z, 1.0f};
     }
     if (stats != nullptr) {
@@ -597,10 +609,15 @@ RenderContext::RenderContext(const Renderer& renderer, int maxDepth, Sampler sam
     normals_.assign(depths, Vec3f{0.0f, 0.0f, 0.0f});
 }
 
-Vec3f RenderContext::cameraRay(Vec3f origin, Vec3f dir) {
+Vec3f RenderContext::cameraRay(Vec3f origin, Vec3f dir, FirstHit* first) {
     depth_ = 0;
     pathWeight_ = 1.0f;
-    return trace(origin, dir, 0);
+    if (first != nullptr)
+        *first = FirstHit{};
+    firstHit_ = first;
+    const Vec3f c = trace(origin, dir, 0);
+    firstHit_ = nullptr;
+    return c;
 }
 
 void RenderContext::fillSurface(vyr::ShadingState& state, const Hit& hit, Vec3f origin, Vec3f dir,
@@ -748,6 +765,11 @@ Vec3f RenderContext::shadeHit(const Hit& hit, Vec3f origin, Vec3f dir, int depth
         dot(dir, state.geoNormal) < 0.0f ? state.normal : -state.normal;
     Vec3f color;
     if (material.shader == nullptr) {
+        if (depth == 0 && firstHit_ != nullptr) {
+            firstHit_->scenery = true;
+            firstHit_->object = hit.object;
+            firstHit_->distance = hit.t;
+        }
         color = shadeScenery(material, state, depth);
     } else {
         state.outColor = {0.0f, 0.0f, 0.0f, 1.0f};
@@ -769,17 +791,23 @@ Vec3f RenderContext::shadeScenery(const Material& material, const vyr::ShadingSt
     const bool mis = sampler_ == Sampler::LowDiscrepancy;
     const bool canBounce = depth + 1 < maxDepth_;
     Vec3f irradiance{0.0f, 0.0f, 0.0f};
+    // The noisy kinds of light, apart, for the first hit's filter: all but point lights and
+    // ambient lights. `irradiance` keeps its own sum, so the image is the same with or without.
+    Vec3f noisy{0.0f, 0.0f, 0.0f};
     for (const vyr::LightSample* s = mis ? sampleLights(state.position, n)
                                          : lightSamples(&state.position);
          s != nullptr; s = s->next) {
         const float c = dot(n, s->direction);
         if (c > 0.0f) {
             float weight = 1.0f;
+            const float pdf = mis ? hostSample(s).pdf : 0.0f;
             if (mis && canBounce) {
-                const float pdf = hostSample(s).pdf;
                 weight = pdf > 0.0f ? powerHeuristic(pdf, c / kPi) : 1.0f;
             }
-            irradiance += (weight * s->factor * c / kPi) * s->color;
+            const Vec3f e = (weight * s->factor * c / kPi) * s->color;
+            irradiance += e;
+            if (pdf > 0.0f)
+                noisy += e;
         }
     }
     for (const Light& light : scene_.lights) {
@@ -807,8 +835,10 @@ Vec3f RenderContext::shadeScenery(const Material& material, const vyr::ShadingSt
             if (!renderer_.occluded(state.position, dir, eps,
                                     std::numeric_limits<float>::infinity())) {
                 const float weight = powerHeuristic(pdf, c / kPi);
-                irradiance +=
+                const Vec3f e =
                     (weight * c / (kPi * pdf)) * environment(state.position, dir, depth + 1);
+                irradiance += e;
+                noisy += e;
             }
         }
     }
@@ -829,13 +859,22 @@ Vec3f RenderContext::shadeScenery(const Material& material, const vyr::ShadingSt
         const float importance = maxComponent(material.albedo);
         if (mis) {
             const float pdf = dot(n, dir) / kPi;
-            irradiance += lightsAlongBounce(state.position, n, dir, pdf);
+            const Vec3f along = lightsAlongBounce(state.position, n, dir, pdf);
+            irradiance += along;
             const float environmentWeight =
                 table != nullptr ? powerHeuristic(pdf, table->pdf(dir)) : 1.0f;
-            irradiance += bounce(state.position, dir, importance, environmentWeight);
+            const Vec3f bounced = bounce(state.position, dir, importance, environmentWeight);
+            irradiance += bounced;
+            noisy += along;
+            noisy += bounced;
         } else {
             irradiance += secondary(state.position, dir, importance);
         }
+    }
+    if (depth == 0 && firstHit_ != nullptr) {
+        firstHit_->normal = n;
+        firstHit_->albedo = material.albedo;
+        firstHit_->noisy = material.albedo * noisy;
     }
     return material.albedo * irradiance;
 }

@@ -24,6 +24,7 @@
 #include "image_io.h"
 #include "render/light_sampling.h"
 #include "render/sampling.h"
+#include "render/indirect_filter.h"
 #include "render/scene.h"
 #include "render/vec.h"
 
@@ -58,6 +59,9 @@ struct RenderOptions {
     // a little of their energy for far less noise; the uniform sampler never limits.
     float causticLimit = kDefaultCausticLimit;
     static constexpr float kDefaultCausticLimit = 10.0f;
+    // Low-discrepancy sampler: filter the noisy light the camera's first hits on host scenery
+    // receive across neighbouring pixels of the same surface (see indirect_filter.h).
+    bool filterNoise = true;
 };
 
 struct RenderStats {
@@ -133,8 +137,9 @@ public:
     void beginSample(std::uint32_t index) { sequence_.beginSample(index); }
     Sampler sampler() const { return sampler_; }
 
-    // The radiance along a camera ray (depth 0).
-    Vec3f cameraRay(Vec3f origin, Vec3f dir);
+    // The radiance along a camera ray (depth 0). With `first`, what the ray met first when that
+    // is host scenery, with the noisy part of the light it receives.
+    Vec3f cameraRay(Vec3f origin, Vec3f dir, FirstHit* first = nullptr);
     // The radiance along a ray of the given depth: black from the depth limit on.
     Vec3f trace(Vec3f origin, Vec3f dir, int depth);
     // What the environment's shade gives along a ray that leaves the scene (black without one).
@@ -206,6 +211,7 @@ private:
     float pathWeight_ = 1.0f;
     Sampler sampler_;
     float causticLimit_;  // 0: none
+    FirstHit* firstHit_ = nullptr;
     SampleSequence sequence_;
     Vec3f up_;
     // One light-sample list per depth, so that a list stays valid while deeper rays are shaded,
