@@ -35,6 +35,8 @@ struct RenderArgs {
     bool quiet = false;
     std::string sampler = "sobol";
     bool noAdaptive = false;
+    float causticLimit = vkrender::RenderOptions::kDefaultCausticLimit;
+    bool noFilter = false;
     double seconds = 0.0;
     double errorTarget = 0.0;
     std::vector<std::string> only;
@@ -90,6 +92,8 @@ void runGallery(const RenderArgs& args) {
     options.progress = !args.quiet;
     options.sampler = samplerOf(args.sampler);
     options.adaptive = !args.noAdaptive;
+    options.causticLimit = args.causticLimit;
+    options.filterNoise = !args.noFilter;
     options.only = args.only;
     std::vector<vkrender::GalleryTile> tiles;
     const vkimage::Image image = vkrender::renderGallery(library, options, &tiles, std::cerr);
@@ -159,6 +163,8 @@ void runRender(const RenderArgs& args) {
         options.progress = !args.quiet;
         options.sampler = samplerOf(args.sampler);
         options.adaptive = !args.noAdaptive;
+        options.causticLimit = args.causticLimit;
+        options.filterNoise = !args.noFilter;
         options.seconds = args.seconds;
         options.errorTarget = args.errorTarget;
         const vkrender::Renderer renderer(scene);
@@ -203,6 +209,15 @@ void addCommon(CLI::App* command, RenderArgs& args, const char* seedHelp) {
         ->capture_default_str();
     command->add_flag("--no-adaptive", args.noAdaptive,
                       "the same samples in every pixel (no second pass where the noise is)");
+    command
+        ->add_option("--caustic-limit", args.causticLimit,
+                     "the most light a floor's bounce may bring back from a library material "
+                     "(glass, metal), which tames caustic fireflies; 0: no limit")
+        ->check(CLI::Range(0.0f, 1.0e30f))
+        ->capture_default_str();
+    command->add_flag("--no-filter", args.noFilter,
+                      "leave the noise of the light on the first surfaces unfiltered (an "
+                      "unbiased image; use it for references)");
 }
 
 // What a scene may make the loader read; the defaults keep a wrong path (/dev/zero, a huge

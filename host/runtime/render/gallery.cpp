@@ -385,6 +385,8 @@ vkimage::Image renderGallery(const vkhost::ShaderLibrary& library, const Gallery
             render.maxDepth = scene.settings.maxDepth;
             render.sampler = options.sampler;
             render.adaptive = options.adaptive;
+            render.causticLimit = options.causticLimit;
+            render.filterNoise = options.filterNoise;
             const vkimage::Image image = renderer.render(render, &tile.stats);
             for (int y = 0; y < size; ++y) {
                 for (int x = 0; x < size; ++x) {

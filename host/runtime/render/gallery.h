@@ -52,6 +52,8 @@ struct GalleryOptions {
     std::string scenesDir;  // where preset files (textures, lamp files) are found
     Sampler sampler = Sampler::LowDiscrepancy;
     bool adaptive = true;
+    float causticLimit = RenderOptions::kDefaultCausticLimit;
+    bool filterNoise = true;
     std::vector<std::string> only;  // when not empty, just these shaders' tiles
 };
 
