@@ -110,7 +110,7 @@ TEST(Cli, RenderWritesPngAndExrAndFailsInOneLine) {
          bad + ": environment.shader: unknown shader 'Nope'"},
         {"render " + scene + " -o " + dir + "b.png --size 12by4",
          "--size 12by4: expected WIDTHxHEIGHT"},
-        {"render " + scene + " -o " + dir + "b.tiff", "expected a .png or .exr file"},
+        {"render " + scene + " -o " + dir + "b.tiff", "b.tiff: -o writes .png or .exr files"},
         {"render " + dir + "none.json -o " + dir + "b.png", "none.json: cannot open scene file"},
     };
     for (const Row& row : rows) {
