@@ -6,6 +6,7 @@
 #include <cctype>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "command.h"
 
@@ -173,6 +174,10 @@ const OutputFiles::Output& OutputFiles::find(const std::string& path) const {
     throw Failure(path + ": not among the command's outputs");  // a programming error
 }
 
+OutputFiles::Output& OutputFiles::find(const std::string& path) {
+    return const_cast<Output&>(std::as_const(*this).find(path));
+}
+
 std::string OutputFiles::stagingName(const std::string& path) const {
     const Output& o = find(path);
     const fs::path p(o.path);
@@ -187,7 +192,7 @@ void OutputFiles::write(const std::string& path,
     if (!prepared_) {
         prepare();
     }
-    Output& o = const_cast<Output&>(find(path));
+    Output& o = find(path);
     const std::string staging = stagingName(path);
     o.written = true;
     try {

@@ -60,6 +60,7 @@ private:
         bool written = false;
     };
     const Output& find(const std::string& path) const;
+    Output& find(const std::string& path);
     void discard() noexcept;
 
     std::vector<std::string> inputs_;
