@@ -127,7 +127,7 @@ void OutputFiles::prepare() {
             throw Failure(where + " names something that is not a regular file");
         }
         if (fs::exists(status) && ::access(o.path.c_str(), W_OK) != 0) {
-            throw Failure(where + ": cannot overwrite (" + std::strerror(errno) + ")");
+            throw Failure(o.path + ": cannot overwrite (" + std::strerror(errno) + ")");
         }
         // The nearest directory that exists must be one this process can write in.
         fs::path parent = fs::path(o.path).parent_path();
@@ -147,16 +147,16 @@ void OutputFiles::prepare() {
     // Missing directories are made, and removed again when the command fails.
     for (const Output& o : outputs_) {
         const fs::path parent = fs::path(o.path).parent_path();
-        if (parent.empty() || fs::is_directory(parent)) {
+        std::error_code error;
+        if (parent.empty() || fs::is_directory(parent, error)) {
             continue;
         }
         std::vector<fs::path> missing;
-        for (fs::path p = parent; !p.empty() && !fs::exists(p); p = p.parent_path()) {
+        for (fs::path p = parent; !p.empty() && !fs::exists(p, error); p = p.parent_path()) {
             missing.push_back(p);
             if (p == p.parent_path()) break;
         }
         for (auto it = missing.rbegin(); it != missing.rend(); ++it) {
-            std::error_code error;
             if (!fs::create_directory(*it, error) && error) {
                 throw Failure(o.path + ": cannot create the directory " + it->string() + " (" +
                               error.message() + ")");

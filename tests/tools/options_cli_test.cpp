@@ -80,6 +80,12 @@ TEST_F(OptionsCli, ValuesThatMakeNoSenseAreRefusedNamingThem) {
         const SplitResult r = run(good);
         EXPECT_EQ(r.status, 0) << r.err;
     }
+    // Haze past the turbidities the sky model was fitted for is drawn, with a warning.
+    const SplitResult hazy = run("sky --sun 1,2 --size 8 --haze 20" + png);
+    EXPECT_EQ(hazy.status, 0) << hazy.err;
+    EXPECT_NE(hazy.err.find("warning: --haze 20: the sky model is fitted for haze 0 to 8"),
+              std::string::npos)
+        << hazy.err;
 }
 
 TEST_F(OptionsCli, KelvinSaysWhichWayTheColourIsLost) {
