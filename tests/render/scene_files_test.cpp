@@ -41,11 +41,11 @@ std::string sceneError(F&& f) {
 
 TEST(ObjText, TrianglesFanFromTheFirstCornerWithIndicesResolved) {
     // A quad given with negative (relative) indices, uvs and normals on every corner; comments,
-    // groups, CRLF endings and a w coordinate are passed over.
+    // groups, CRLF endings, a vertex colour and a w coordinate are passed over.
     const vkrender::ObjMesh mesh = vkrender::parseObj(
         "# quad\r\n"
         "o thing\r\n"
-        "v 0 0 0\r\n"
+        "v 0 0 0 1 0.5 0.25\r\n"
         "v 1 0 0 1\r\n"
         "v 1 1 0\r\n"
         "v +0 1 0\r\n"
@@ -88,6 +88,7 @@ TEST(ObjText, MalformedStatementsNameTheLine) {
         {"v nan 0 0\n", "line 1: 'nan' is not a finite number"},
         {"v 1 2 3x\n", "line 1: '3x' is not a finite number"},
         {"v 1 2\n", "line 1: a vertex needs 3 to 6 numbers"},
+        {"v 1 2 3 4 5 6 7\n", "line 1: a vertex needs 3 to 6 numbers"},
         {"vn 0 0 0\n", "line 1: a normal must have a finite, non-zero length"},
         {"vt\n", "line 1: a texture coordinate needs 1 to 3 numbers"},
         {"v 0 0 0\nf 1 1\n", "line 2: a face needs at least 3 corners"},

@@ -121,12 +121,15 @@ ObjMesh parseObj(const std::string& text, const std::string& name, const LoadLim
     const auto fail = [&](const std::string& problem) {
         throw SceneError(name + ": line " + std::to_string(line.number) + ": " + problem);
     };
+    // The numbers after the keyword, at least `least` and at most `most` (up to kMostNumbers).
+    constexpr std::size_t kMostNumbers = 6;
     const auto numbers = [&](std::size_t least, std::size_t most, const char* what) {
-        if (line.tokens.size() - 1 < least || line.tokens.size() - 1 > most) {
+        const std::size_t count = line.tokens.size() - 1;
+        if (count < least || count > std::min(most, kMostNumbers)) {
             fail(std::string(what) + " needs " + std::to_string(least) +
                  (least == most ? "" : " to " + std::to_string(most)) + " numbers");
         }
-        std::array<float, 4> out{};
+        std::array<float, kMostNumbers> out{};
         for (std::size_t i = 1; i < line.tokens.size(); ++i) {
             const std::optional<float> v = objNumber(line.tokens[i]);
             if (!v) {
