@@ -602,9 +602,9 @@ struct Loader {
         return instance;
     }
 
-    // Values the library takes as given but that mean nothing physically; the arithmetic they
-    // lead to is contracted, so the scene is refused here instead of rendering NaN or negative
-    // light.
+    // Values the library takes as given but that mean nothing physically. The library's
+    // arithmetic stays as it is by design, so the scene is refused here instead of rendering
+    // NaN or negative light.
     static void checkMeaning(const ShaderInstance& shader, const std::string& key,
                              const vkhost::ParamValue& value, const json& text,
                              const Where& where) {
