@@ -21,6 +21,12 @@ struct Failure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// A command line that is wrong in itself (a missing argument, options that exclude each other),
+// found by the command rather than the parser: reported like a parse error, with exit status 2.
+struct UsageError : Failure {
+    using Failure::Failure;
+};
+
 // Global options every subcommand may read.
 struct GlobalOptions {
     std::string libraryPath;  // empty: the library built beside the program

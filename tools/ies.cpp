@@ -698,10 +698,12 @@ void run(const Options& options) {
     if (writes) vexakelo::cli::runInFullProgram();
 #endif
     if ((writes || !options.applyTilt.empty()) && options.files.size() != 1) {
-        throw Failure("--web, --cdf, --plot and --apply-tilt take exactly one FILE");
+        throw vexakelo::cli::UsageError(
+            "--web, --cdf, --plot and --apply-tilt take exactly one FILE");
     }
     if (options.grid && !options.json && options.files.size() != 1) {
-        throw Failure("--grid prints one CSV table: give one FILE, or add --json");
+        throw vexakelo::cli::UsageError(
+            "--grid prints one CSV table: give one FILE, or add --json");
     }
     // Every output is checked, and missing directories made, before the lamp is read; the files
     // appear together at the end or not at all. An input is never overwritten.

@@ -164,7 +164,8 @@ void runKelvin(const KelvinOptions& options) {
     if (!options.swatch.empty()) vexakelo::cli::runInFullProgram();
 #endif
     if (options.temperature.empty() && options.swatch.empty()) {
-        throw Failure("kelvin: give a temperature in kelvin, or --swatch OUT.png");
+        throw vexakelo::cli::UsageError(
+            "kelvin: give a temperature in kelvin, or --swatch OUT.png");
     }
     if (!options.temperature.empty() &&
         !(std::isfinite(options.temperature[0]) && options.temperature[0] >= 0.0f)) {

@@ -122,6 +122,9 @@ int main(int argc, char** argv) {
         // One line, like every other failure of the program.
         std::fprintf(stderr, "vexakelo: %s (see --help)\n", e.what());
         return 2;
+    } catch (const UsageError& e) {
+        std::fprintf(stderr, "vexakelo: %s (see --help)\n", e.what());
+        return 2;
     } catch (const std::exception& e) {
         std::fprintf(stderr, "vexakelo: %s\n", e.what());
         return 1;

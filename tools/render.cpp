@@ -54,10 +54,10 @@ void parseSize(const std::string& text, int& width, int& height) {
     char x = 0;
     std::istringstream in(text);
     if (!(in >> w >> x >> h) || (x != 'x' && x != 'X') || !in.eof() || w < 1 || h < 1) {
-        throw vexakelo::cli::Failure("--size " + text + ": expected WIDTHxHEIGHT, e.g. 640x480");
+        throw vexakelo::cli::Failure("'" + text + "' is not WIDTHxHEIGHT, e.g. 640x480");
     }
     if (static_cast<long long>(w) * h > vkrender::kMaxPixels) {
-        throw vexakelo::cli::Failure("--size " + text + ": larger than " +
+        throw vexakelo::cli::Failure("'" + text + "' is larger than " +
                                      std::to_string(vkrender::kMaxPixels) + " pixels");
     }
     width = w;
@@ -112,7 +112,7 @@ void runGallery(const RenderArgs& args) {
 // reports what it holds; renders nothing and writes nothing.
 void checkScene(const RenderArgs& args) {
     if (!args.output.empty() || !args.exr.empty()) {
-        throw vexakelo::cli::Failure("render --check writes no image; leave out -o and --exr");
+        throw vexakelo::cli::UsageError("render --check writes no image; leave out -o and --exr");
     }
     vkhost::ShaderLibrary library = openLibrary();
     try {
@@ -134,14 +134,14 @@ void runRender(const RenderArgs& args) {
         return;
     }
     if (args.scene.empty()) {
-        throw vexakelo::cli::Failure("render: a scene file is needed (or --gallery)");
+        throw vexakelo::cli::UsageError("render: a scene file is needed (or --gallery)");
     }
     if (args.check) {
         checkScene(args);
         return;
     }
     if (args.output.empty()) {
-        throw vexakelo::cli::Failure("render: -o OUT.png is needed");
+        throw vexakelo::cli::UsageError("render: -o OUT.png is needed");
     }
     vexakelo::cli::OutputFiles outputs;
     outputs.addInput(args.scene);
@@ -250,7 +250,18 @@ void setupRender(CLI::App& app) {
                      "nothing");
     render->add_option("--spp", renderArgs.spp, "samples per pixel (default: the scene's)")
         ->check(CLI::Range(1, 1 << 16));
-    render->add_option("--size", renderArgs.size, "image size WIDTHxHEIGHT (default: the scene's)");
+    render->add_option("--size", renderArgs.size, "image size WIDTHxHEIGHT (default: the scene's)")
+        ->check(CLI::Validator(
+            [](std::string& text) -> std::string {
+                int width = 0, height = 0;
+                try {
+                    parseSize(text, width, height);
+                } catch (const vexakelo::cli::Failure& e) {
+                    return e.what();
+                }
+                return {};
+            },
+            ""));
     render
         ->add_option("--time", renderArgs.seconds,
                      "add rounds of --spp samples where the noise is until this many seconds")

@@ -55,10 +55,10 @@ vyr::Vec3f parseSun(const std::string& text) {
     char comma = 0;
     if (!(in >> azimuth >> comma >> elevation) || comma != ',' || !(in >> std::ws).eof() ||
         !std::isfinite(azimuth) || !std::isfinite(elevation)) {
-        throw Failure("--sun: expected AZ,EL in degrees (for example 135,30), got '" + text + "'");
+        throw Failure("expected AZ,EL in degrees (for example 135,30), got '" + text + "'");
     }
     if (elevation < -90.0 || elevation > 90.0) {
-        throw Failure("--sun: elevation " + text.substr(text.find(',') + 1) +
+        throw Failure("elevation " + text.substr(text.find(',') + 1) +
                       " lies outside -90 to 90 degrees");
     }
     return direction(azimuth, elevation);
@@ -236,7 +236,17 @@ void setupSky(CLI::App& app) {
     command
         ->add_option("--sun", options->sun,
                      "sun azimuth from north through east and elevation, degrees: AZ,EL")
-        ->required();
+        ->required()
+        ->check(CLI::Validator(
+            [](std::string& text) -> std::string {
+                try {
+                    parseSun(text);
+                } catch (const Failure& e) {
+                    return e.what();
+                }
+                return {};
+            },
+            ""));
     command->add_option("--haze", options->haze, "turbidity minus 2, 0 to 30 (fitted to 8)")
         ->check(finiteNumber(0.0, 30.0, "turbidity minus 2"))
         ->capture_default_str();

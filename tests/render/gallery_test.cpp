@@ -102,19 +102,21 @@ TEST(Cli, RenderWritesPngAndExrAndFailsInOneLine) {
     struct Row {
         std::string arguments;
         std::string expected;
+        int status;  // 1: the command failed, 2: the command line is wrong
     };
     const std::string bad = dir + "bad.json";
     std::ofstream(bad) << R"({"environment": {"shader": "Nope"}})";
     const Row rows[] = {
         {"render " + bad + " -o " + dir + "b.png",
-         bad + ": environment.shader: unknown shader 'Nope'"},
+         bad + ": environment.shader: unknown shader 'Nope'", 1},
         {"render " + scene + " -o " + dir + "b.png --size 12by4",
-         "--size 12by4: expected WIDTHxHEIGHT"},
-        {"render " + scene + " -o " + dir + "b.tiff", "b.tiff: -o writes .png or .exr files"},
-        {"render " + dir + "none.json -o " + dir + "b.png", "none.json: cannot open scene file"},
+         "--size: '12by4' is not WIDTHxHEIGHT", 2},
+        {"render " + scene + " -o " + dir + "b.tiff", "b.tiff: -o writes .png or .exr files", 1},
+        {"render " + dir + "none.json -o " + dir + "b.png", "none.json: cannot open scene file", 1},
+        {"render " + scene, "render: -o OUT.png is needed", 2},
     };
     for (const Row& row : rows) {
-        EXPECT_EQ(runCli(row.arguments, &errors), 1) << row.arguments;
+        EXPECT_EQ(runCli(row.arguments, &errors), row.status) << row.arguments;
         EXPECT_NE(errors.find(row.expected), std::string::npos) << errors;
         EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
         EXPECT_FALSE(std::filesystem::exists(dir + "b.png")) << "half-written output";

@@ -61,6 +61,13 @@ TEST_F(OptionsCli, ValuesThatMakeNoSenseAreRefusedNamingThem) {
          "'4294967296' is not a whole number from 0 to 4294967295"},
         {"render " + kScene + " --check --max-texture-pixels 0",
          "--max-texture-pixels: '0' is not a whole number from 1"},
+        // Wrong in itself, whatever the files hold.
+        {"render " + kScene + " --size 0x5 -o" + png, "--size: '0x5' is not WIDTHxHEIGHT"},
+        {"sky --sun 10,95" + png, "--sun: elevation 95 lies outside -90 to 90 degrees"},
+        {"render -o" + png, "render: a scene file is needed (or --gallery)"},
+        {"kelvin --scale 2", "kelvin: give a temperature in kelvin, or --swatch OUT.png"},
+        {"ies " + kScene + " " + kScene + " --plot" + png,
+         "--web, --cdf, --plot and --apply-tilt take exactly one FILE"},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.arguments);
@@ -175,7 +182,7 @@ TEST_F(OptionsCli, RenderCheckLoadsTheSceneAndWritesNothing) {
     EXPECT_NE(limited.err.find("more than the limit of 100"), std::string::npos) << limited.err;
 
     const SplitResult withOutput = run("render --check " + kScene + " -o " + path("x.png"));
-    EXPECT_EQ(withOutput.status, 1);
+    EXPECT_EQ(withOutput.status, 2);
     EXPECT_NE(withOutput.err.find("writes no image"), std::string::npos) << withOutput.err;
     EXPECT_FALSE(fs::exists(path("x.png")));
 }
