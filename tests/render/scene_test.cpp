@@ -126,8 +126,7 @@ TEST(SceneFile, EveryExampleSceneLoads) {
     int scenes = 0;
     for (const auto& entry : std::filesystem::directory_iterator(scenesDir())) {
         if (entry.path().extension() == ".json") {
-            EXPECT_NO_THROW(vkrender::loadScene(entry.path().string(), library))
-                << entry.path();
+            EXPECT_NO_THROW(vkrender::loadScene(entry.path().string(), library)) << entry.path();
             ++scenes;
         }
     }
