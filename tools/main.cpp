@@ -91,6 +91,10 @@ int main(int argc, char** argv) {
     app.set_version_flag("--version", "vexakelo " VEXAKELO_VERSION);
     app.add_option("--library", globalOptions().libraryPath,
                    "path of libvexakelo.so (default: the one built beside this program)");
+    app.footer("Exit status: 0 done; 1 the command failed on what it reads or writes; 2 the "
+               "command line is wrong; 3 diff --fail-above over its threshold. Outputs are "
+               "checked before any is written and appear together or not at all; missing "
+               "output directories are made.");
     app.require_subcommand(1);
     // Global options may also follow the command: `vexakelo list --library build/x.so`.
     app.fallthrough();
