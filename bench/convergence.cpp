@@ -10,7 +10,7 @@
 // change that moves what a sampler converges to. VEXAKELO_CONVERGENCE_FACTOR sets the reference's
 // sample factor (64), VEXAKELO_CONVERGENCE_SCENE_SCALE the divisor of the example scenes' image
 // size (4, to keep their references affordable), VEXAKELO_CONVERGENCE_ONLY a substring a case's
-// name must contain.
+// name must contain, VEXAKELO_CONVERGENCE_CAUSTIC_LIMIT the caustic limit of the renders measured.
 #include <benchmark/benchmark.h>
 
 #include <chrono>
@@ -91,7 +91,10 @@ vkimage::Image render(const Case& c, vkrender::Sampler sampler, int spp, std::ui
     options.maxDepth = scene.settings.maxDepth;
     options.sampler = sampler;
     options.adaptive = asUsers;
-    options.causticLimit = asUsers ? vkrender::RenderOptions::kDefaultCausticLimit : 0.0f;
+    const char* limit = std::getenv("VEXAKELO_CONVERGENCE_CAUSTIC_LIMIT");
+    options.causticLimit = !asUsers         ? 0.0f
+                           : limit != nullptr ? static_cast<float>(std::atof(limit))
+                                              : vkrender::RenderOptions::kDefaultCausticLimit;
     options.filterNoise = asUsers;
     return renderer.render(options, stats);
 }

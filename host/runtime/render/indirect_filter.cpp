@@ -71,6 +71,7 @@ IndirectFilterBuffers::IndirectFilterBuffers(int width, int height)
     albedo_.resize(pixels);
     even_.resize(pixels);
     odd_.resize(pixels);
+    kept_.resize(pixels);
     normal_.resize(pixels);
     distance_.resize(pixels);
     hits_.resize(pixels);
@@ -81,7 +82,8 @@ void IndirectFilterBuffers::add(std::size_t i, std::uint32_t index, const FirstH
     if (!hit.scenery)
         return;
     albedo_[i] += hit.albedo;
-    ((index & 1u) == 0 ? even_[i] : odd_[i]) += hit.noisy;
+    ((index & 1u) == 0 ? even_[i] : odd_[i]) += hit.noisy + hit.heldBack;
+    kept_[i] += hit.noisy;
     normal_[i] += hit.normal;
     distance_[i] += hit.distance;
     ++hits_[i];
@@ -207,8 +209,7 @@ std::vector<Vec3f> IndirectFilterBuffers::correction(
         const std::uint32_t n = samples[i];
         if (b[i].object < 0 || n == 0)
             continue;
-        const Vec3f mean = (even_[i] + odd_[i]) * (1.0f / static_cast<float>(n));
-        out[i] = albedo[i] * b[i].lighting - mean;
+        out[i] = albedo[i] * b[i].lighting - kept_[i] * (1.0f / static_cast<float>(n));
     }
     return out;
 }

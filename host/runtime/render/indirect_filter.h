@@ -32,6 +32,9 @@ struct FirstHit {
     Vec3f normal{0.0f, 0.0f, 0.0f};  // towards the camera
     Vec3f albedo{0.0f, 0.0f, 0.0f};
     Vec3f noisy{0.0f, 0.0f, 0.0f};  // the albedo times the filtered kinds of light
+    // The albedo times what the caustic limit took off the bounce: not in the sample's colour,
+    // but spread by the filter, so the floor keeps the caustic's energy without its fireflies.
+    Vec3f heldBack{0.0f, 0.0f, 0.0f};
 };
 
 class IndirectFilterBuffers {
@@ -41,16 +44,18 @@ public:
     // Adds sample `index` of pixel i (called from one thread per pixel at a time).
     void add(std::size_t i, std::uint32_t index, const FirstHit& hit);
 
-    // The amount to add to each pixel's mean of `samples[i]` samples: the filtered light times
-    // the albedo, less the unfiltered light the mean holds.
+    // The amount to add to each pixel's mean of `samples[i]` samples: the filtered light (with
+    // what the caustic limit held back) times the albedo, less the unfiltered light the mean
+    // holds.
     std::vector<Vec3f> correction(const std::vector<std::uint32_t>& samples) const;
 
 private:
     int width_;
     int height_;
     std::vector<Vec3f> albedo_;
-    std::vector<Vec3f> even_;
+    std::vector<Vec3f> even_;  // noisy + held back, even samples
     std::vector<Vec3f> odd_;
+    std::vector<Vec3f> kept_;  // noisy alone: what the image's mean holds
     std::vector<Vec3f> normal_;
     std::vector<float> distance_;
     std::vector<std::uint32_t> hits_;

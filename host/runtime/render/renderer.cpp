@@ -794,6 +794,7 @@ Vec3f RenderContext::shadeScenery(const Material& material, const vyr::ShadingSt
     // The noisy kinds of light, apart, for the first hit's filter: all but point lights and
     // ambient lights. `irradiance` keeps its own sum, so the image is the same with or without.
     Vec3f noisy{0.0f, 0.0f, 0.0f};
+    Vec3f heldBack{0.0f, 0.0f, 0.0f};  // what the caustic limit took from the first hit's bounce
     for (const vyr::LightSample* s = mis ? sampleLights(state.position, n)
                                          : lightSamples(&state.position);
          s != nullptr; s = s->next) {
@@ -863,7 +864,8 @@ Vec3f RenderContext::shadeScenery(const Material& material, const vyr::ShadingSt
             irradiance += along;
             const float environmentWeight =
                 table != nullptr ? powerHeuristic(pdf, table->pdf(dir)) : 1.0f;
-            const Vec3f bounced = bounce(state.position, dir, importance, environmentWeight);
+            const Vec3f bounced = bounce(state.position, dir, importance, environmentWeight,
+                                         depth == 0 && firstHit_ != nullptr ? &heldBack : nullptr);
             irradiance += bounced;
             noisy += along;
             noisy += bounced;
@@ -875,6 +877,7 @@ Vec3f RenderContext::shadeScenery(const Material& material, const vyr::ShadingSt
         firstHit_->normal = n;
         firstHit_->albedo = material.albedo;
         firstHit_->noisy = material.albedo * noisy;
+        firstHit_->heldBack = material.albedo * heldBack;
     }
     return material.albedo * irradiance;
 }
@@ -954,7 +957,8 @@ Vec3f RenderContext::secondary(Vec3f origin, Vec3f dir, float importance) {
     return c;
 }
 
-Vec3f RenderContext::bounce(Vec3f origin, Vec3f dir, float importance, float environmentWeight) {
+Vec3f RenderContext::bounce(Vec3f origin, Vec3f dir, float importance, float environmentWeight,
+                            Vec3f* heldBack) {
     const float weight = pathWeight_ * importance;
     const int depth = depth_ + 1;
     if (!(weight >= kMinPathWeight) || depth >= maxDepth_) {
@@ -974,7 +978,10 @@ Vec3f RenderContext::bounce(Vec3f origin, Vec3f dir, float importance, float env
             scene_.materials[scene_.objects[hit.object].material].shader != nullptr;
         const float largest = maxComponent(c);
         if (library && causticLimit_ > 0.0f && largest > causticLimit_) {
-            c = (causticLimit_ / largest) * c;
+            const Vec3f limited = (causticLimit_ / largest) * c;
+            if (heldBack != nullptr)
+                *heldBack = c - limited;
+            c = limited;
         }
     }
     pathWeight_ = savedWeight;

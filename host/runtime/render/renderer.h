@@ -192,8 +192,10 @@ private:
     // whose weight falls below 1/1000 brings back black.
     Vec3f secondary(Vec3f origin, Vec3f dir, float importance);
     // The scenery's bounce: as secondary, with the environment it meets weighted by
-    // `environmentWeight` (its share against the environment's own samples).
-    Vec3f bounce(Vec3f origin, Vec3f dir, float importance, float environmentWeight);
+    // `environmentWeight` (its share against the environment's own samples). What the caustic
+    // limit takes off goes to `heldBack` when given.
+    Vec3f bounce(Vec3f origin, Vec3f dir, float importance, float environmentWeight,
+                 Vec3f* heldBack = nullptr);
     Vec3f shadeHit(const Hit& hit, Vec3f origin, Vec3f dir, int depth);
     Vec3f shadeScenery(const Material& material, const vyr::ShadingState& state, int depth);
     // The lights the scenery's bounce direction meets, each weighted against its light samples.
