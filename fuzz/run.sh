@@ -6,11 +6,14 @@
 # of wall time and per second of the fuzzer's own CPU time: on a shared machine the second is the
 # figure that compares between runs.
 #
-#   fuzz/run.sh [--seconds N | --hours H] [--build DIR] [--jobs-nice N] [target...]
+#   fuzz/run.sh [--seconds N | --hours H] [--keep-going] [--build DIR] [--nice N] [target...]
 #
 # --seconds gives every target N seconds (default 30, or $FUZZ_SECONDS); --hours spreads H hours
-# over the targets in proportion to their weights below (the readers get more). Targets default
-# to every fuzz_* program in DIR/fuzz. Exits non-zero when any target has a finding.
+# over the targets in proportion to their weights below (the readers get more). --keep-going
+# runs each target in libFuzzer's fork mode, which saves a finding and carries on, so a long
+# campaign is not cut short by a finding already known (the summary then counts every saved
+# input and cannot give a peak RSS). Targets default to every fuzz_* program in DIR/fuzz. Exits
+# non-zero when any target has a finding.
 set -euo pipefail
 
 here=$(cd "$(dirname "$0")" && pwd)
@@ -18,15 +21,17 @@ root=$(dirname "$here")
 build=$root/build/fuzz
 seconds=${FUZZ_SECONDS:-30}
 hours=""
+keep_going=""
 niceness=10
 targets=()
 while [ $# -gt 0 ]; do
     case "$1" in
         --seconds) seconds=$2; shift 2 ;;
         --hours) hours=$2; shift 2 ;;
+        --keep-going) keep_going=1; shift ;;
         --build) build=$2; shift 2 ;;
         --nice) niceness=$2; shift 2 ;;
-        -h|--help) sed -n '2,12p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
+        -h|--help) sed -n '2,18p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
         *) targets+=("$1"); shift ;;
     esac
 done
@@ -54,7 +59,7 @@ fi
 max_len() {
     case "$1" in
         ies_numbers) echo 512 ;;
-        ies_sampling) echo 4096 ;;
+        ies_lines|ies_canonical|ies_sampling) echo 4096 ;;
         scene|obj) echo 16384 ;;
         image) echo 65536 ;;
         *) echo 32768 ;;
@@ -100,6 +105,9 @@ for t in "${targets[@]}"; do
     [ -d "$here/corpus/$t" ] && cp -n "$here/corpus/$t"/* "$corpus"/ 2>/dev/null || true
     options=(-max_total_time="$budget" -max_len="$(max_len "$t")" -timeout=10 -rss_limit_mb=2048
              -print_final_stats=1 -artifact_prefix="$findings/$t-" -reload=0)
+    if [ -n "$keep_going" ]; then
+        options+=(-fork=1 -ignore_crashes=1 -ignore_timeouts=1 -ignore_ooms=1)
+    fi
     dict=$(dictionary "$t")
     [ -f "$dict" ] && options+=(-dict="$dict")
     log=$build/$t.log
@@ -118,17 +126,22 @@ for t in "${targets[@]}"; do
     runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -1)
     rate=$(sed -n 's/^stat::average_exec_per_sec: *//p' "$log" | tail -1)
     peak=$(sed -n 's/^stat::peak_rss_mb: *//p' "$log" | tail -1)
-    # The last status line holds the coverage: "#N ... cov: E ft: F corp: C/..."
+    # The last status line holds the coverage: "#N ... cov: E ft: F corp: C/..." (fork mode:
+    # "#N: cov: E ft: F corp: C exec/s ...", and no final statistics).
     last=$(grep -E '^#[0-9]+' "$log" | grep 'cov:' | tail -1 || true)
     edges=$(sed -n 's/.* cov: \([0-9]*\).*/\1/p' <<< "$last")
     features=$(sed -n 's/.* ft: \([0-9]*\).*/\1/p' <<< "$last")
-    units=$(sed -n 's/.* corp: \([0-9]*\)\/.*/\1/p' <<< "$last")
+    units=$(sed -n 's/.* corp: \([0-9]*\).*/\1/p' <<< "$last")
+    if [ -n "$keep_going" ]; then
+        runs=$(sed -n 's/^#\([0-9]*\):.*/\1/p' <<< "$last")
+        rate=$(awk -v r="${runs:-0}" -v s="$elapsed" 'BEGIN { printf "%d", (s > 0 ? r / s : 0) }')
+    fi
     found=$((after - before))
     if [ "$code" -ne 0 ] && [ "$found" -eq 0 ]; then
         found=1  # a report without a saved input (for example a crash during start-up)
     fi
     [ "$found" -gt 0 ] && status=1
-    per_cpu=$(awk -v r="${runs:-0}" -v c="$cpu" 'BEGIN { printf "%d", c > 0 ? r / c : 0 }')
+    per_cpu=$(awk -v r="${runs:-0}" -v c="$cpu" 'BEGIN { printf "%d", (c > 0 ? r / c : 0) }')
     printf "$format" "$t" "${runs:-0}" "${rate:-0}" "$per_cpu" "${edges:-?}" "${features:-?}" \
         "${units:-?}" "$elapsed" "${peak:-?}" \
         "$found$([ "$found" -gt 0 ] && echo " (see $log)")" | tee -a "$summary"
