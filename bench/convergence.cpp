@@ -1,7 +1,7 @@
 // Noise against time: every gallery tile and every example scene rendered at its own settings
-// with the uniform sampler and with the low-discrepancy one, each measured against a reference
-// of the same sampler with 64 times the samples (another seed, no adaptive pass, no caustic
-// limit, no noise filter), in one run.
+// with the uniform sampler and with the low-discrepancy one, both measured against one unbiased
+// reference with 64 times the samples (the low-discrepancy sampler with another seed, no
+// adaptive pass, no caustic limit, no noise filter), in one run.
 // Prints the relative RMSE per tile and scene beside the time, then a table of both samplers
 // and their ratio.
 //
@@ -99,7 +99,10 @@ vkimage::Image render(const Case& c, vkrender::Sampler sampler, int spp, std::ui
     return renderer.render(options, stats);
 }
 
-vkimage::Image reference(const Case& c, vkrender::Sampler sampler) {
+// One reference for both samplers: the low-discrepancy one, unfiltered and unlimited, which
+// converges to the same image as the uniform one, only faster.
+vkimage::Image reference(const Case& c) {
+    const vkrender::Sampler sampler = vkrender::Sampler::LowDiscrepancy;
     const int factor = envInt("VEXAKELO_CONVERGENCE_FACTOR", 64);
     const char* dirEnv = std::getenv("VEXAKELO_CONVERGENCE_CACHE");
     const std::filesystem::path dir =
@@ -126,7 +129,7 @@ vkimage::Image reference(const Case& c, vkrender::Sampler sampler) {
 }
 
 void measure(benchmark::State& state, const Case& c, vkrender::Sampler sampler) {
-    const vkimage::Image ref = reference(c, sampler);
+    const vkimage::Image ref = reference(c);
     vkrender::RenderStats stats;
     vkimage::Image image;
     for (auto _ : state) {
