@@ -20,10 +20,11 @@ using vkrender::operator-;
 // the library's classes (whose type information the library keeps to itself): the renderer
 // reaches them only through the slot numbers, as it reaches the library's shaders.
 
-// A material whose shadow passes a fixed colour; shade is black. Slots 0-9.
-class TintedPane final {
+// A material that shades one fixed colour (as an emitter would) and whose shadow passes another.
+// Slots 0-9.
+class FixedMaterial final {
 public:
-    explicit TintedPane(vyr::Vec3f transmit) : transmit_(transmit) {}
+    FixedMaterial(vyr::Vec3f shade, vyr::Vec3f transmit) : shade_(shade), transmit_(transmit) {}
     virtual void* destroy(unsigned) {
         delete this;
         return nullptr;
@@ -35,7 +36,7 @@ public:
     virtual int getShaderVersion() { return 1; }
     virtual int getShaderKind() { return vyr::kMaterialKind; }
     virtual void shade(vyr::ShadingContext*, vyr::ShadingState* s) const {
-        s->outColor = {0.0f, 0.0f, 0.0f, 1.0f};
+        s->outColor = {shade_.x, shade_.y, shade_.z, 1.0f};
     }
     virtual void shadow(vyr::ShadingContext*, vyr::ShadingState* s) const {
         s->shadowTransmit = transmit_;
@@ -45,33 +46,8 @@ public:
     virtual void finishShading() {}
 
 private:
+    vyr::Vec3f shade_;
     vyr::Vec3f transmit_;
-};
-
-// A material that shades one fixed colour, as an emitter would. Slots 0-9.
-class Glow final {
-public:
-    explicit Glow(vyr::Vec3f color) : color_(color) {}
-    virtual void* destroy(unsigned) {
-        delete this;
-        return nullptr;
-    }
-    virtual void declareParameters(vyr::ParameterRegistry* registry) {
-        registry->beginParameters(reinterpret_cast<vyr::IShaderBase*>(this), 0x0D);
-    }
-    virtual void setParameters(const void*) {}
-    virtual int getShaderVersion() { return 1; }
-    virtual int getShaderKind() { return vyr::kMaterialKind; }
-    virtual void shade(vyr::ShadingContext*, vyr::ShadingState* s) const {
-        s->outColor = {color_.x, color_.y, color_.z, 1.0f};
-    }
-    virtual void shadow(vyr::ShadingContext*, vyr::ShadingState*) const {}
-    virtual void evaluateBsdf(vyr::ShadingContext*, vyr::ShadingState*) const {}
-    virtual void sampleBsdf(vyr::ShadingContext*, vyr::ShadingState*) const {}
-    virtual void finishShading() {}
-
-private:
-    vyr::Vec3f color_;
 };
 
 // A light that hands back, as its colour, the point the host chose on it. Slots 0-5.
@@ -118,7 +94,7 @@ protected:
         scene.path = "context test";
         // 0: a pane passing (0.5, 0.25, 1); 1: host scenery (opaque).
         scene.materials.push_back(
-            {instance("TintedPane", new TintedPane({0.5f, 0.25f, 1.0f})), {}});
+            {instance("TintedPane", new FixedMaterial({0.0f, 0.0f, 0.0f}, {0.5f, 0.25f, 1.0f})), {}});
         scene.materials.push_back({nullptr, {0.5f, 0.5f, 0.5f}});
     }
 
@@ -239,7 +215,7 @@ TEST_F(ContextTest, CausticLimitCapsWhatTheSceneryBounceBringsBackFromALibraryMa
     };
     for (const Row& row : rows) {
         scene.materials.resize(2);
-        scene.materials.push_back({instance("Glow", new Glow(row.glow)), {}});
+        scene.materials.push_back({instance("Glow", new FixedMaterial(row.glow, {0.0f, 0.0f, 0.0f})), {}});
         scene.objects = {pane(0.0f, 1), pane(1.0f, 2)};
         scene.objects[1].edgeU = {1e4f, 0.0f, 0.0f};
         scene.objects[1].edgeV = {0.0f, 1e4f, 0.0f};
