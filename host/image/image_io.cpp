@@ -31,8 +31,10 @@ void commit(const std::string& temporary, const std::string& path) {
     std::error_code error;
     std::filesystem::rename(temporary, path, error);
     if (error) {
+        // The reason is taken before the clean-up, whose own result would overwrite it.
+        const std::string reason = error.message();
         std::filesystem::remove(temporary, error);
-        throw ImageError(path + ": cannot write (" + error.message() + ")");
+        throw ImageError(path + ": cannot write (" + reason + ")");
     }
 }
 
