@@ -286,4 +286,25 @@ TEST(ImageLimits, ReadingADirectoryOrNothingSaysSo) {
     EXPECT_EQ(imageError(scenesDir() + "/none.png"), scenesDir() + "/none.png: no such file");
 }
 
+TEST(ImageFiles, WritingOverADirectoryGivesTheRenamesReason) {
+    // The image is written beside the path and renamed onto it; a directory in the way makes
+    // the rename fail, and its reason (not the clean-up's "Success") reaches the message.
+    const std::filesystem::path dir =
+        std::filesystem::temp_directory_path() / ("vk-image-over-dir-" + std::to_string(getpid()));
+    std::filesystem::create_directories(dir / "out.png" / "inside");
+    std::string message;
+    try {
+        vkimage::writeImage((dir / "out.png").string(), vkimage::Image(2, 2));
+    } catch (const vkimage::ImageError& e) {
+        message = e.what();
+    }
+    EXPECT_NE(message.find("out.png: cannot write ("), std::string::npos) << message;
+    EXPECT_EQ(message.find("Success"), std::string::npos) << message;
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir),
+                            std::filesystem::directory_iterator()),
+              1)
+        << "the temporary file is left behind";
+    std::filesystem::remove_all(dir);
+}
+
 }  // namespace
