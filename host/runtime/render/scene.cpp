@@ -322,6 +322,9 @@ const std::string kExtentText = "1e6";
 // A JSON value as the file gives it, cut short for a message. Only one level is spelled out:
 // dumping a value nested a million deep would recurse as deep.
 std::string shown(const json& value) {
+    const auto quoted = [](const std::string& key) {
+        return json(key).dump(-1, ' ', false, json::error_handler_t::replace);
+    };
     const auto flat = [](const json& v) {
         return v.is_array() ? std::string(v.empty() ? "[]" : "[...]")
                : v.is_object() ? std::string(v.empty() ? "{}" : "{...}")
@@ -331,13 +334,19 @@ std::string shown(const json& value) {
     if (value.is_array()) {
         text = "[";
         for (std::size_t i = 0; i < value.size() && text.size() <= 60; ++i) {
-            text += (i == 0 ? "" : ",") + flat(value[i]);
+            if (i > 0)
+                text += ',';
+            text += flat(value[i]);
         }
         text += "]";
     } else if (value.is_object()) {
         text = "{";
         for (const auto& [key, item] : value.items()) {
-            text += (text.size() == 1 ? "" : ",") + flat(json(key)) + ":" + flat(item);
+            if (text.size() > 1)
+                text += ',';
+            text += quoted(key);
+            text += ':';
+            text += flat(item);
             if (text.size() > 60) {
                 break;
             }
