@@ -22,6 +22,8 @@
 // configuration for the life of the process by design. Leak checking (in sanitizer builds) is
 // told so here, where every tool links; elsewhere this is unused.
 extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig.so\n"; }
+// Nor does the report of that suppression belong on a tool's stderr, where it is one-line errors.
+extern "C" const char* __lsan_default_options() { return "print_suppressions=0"; }
 
 namespace vkimage {
 
