@@ -232,6 +232,54 @@ Image readExr(const std::string& bytes, const std::string& name, const ImageLimi
     }
 }
 
+// A JPEG's Huffman tables each list at most 256 codes; the decoder we use writes past its table
+// for more, so the segments are walked first (tables may also come between the scans of a
+// progressive file). Returns false for a table that lists too many.
+bool jpegHuffmanTablesFit(const std::string& bytes) {
+    const auto at = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
+    std::size_t pos = 2;  // after the start-of-image marker
+    while (pos + 1 < bytes.size()) {
+        if (at(pos) != 0xff) {
+            ++pos;  // padding between segments, which the decoder also skips
+            continue;
+        }
+        const unsigned char marker = at(pos + 1);
+        pos += 2;
+        if (marker == 0xff || marker == 0x01 || (marker >= 0xd0 && marker <= 0xd8)) {
+            pos -= marker == 0xff ? 1 : 0;  // fill byte, or a marker without a length
+            continue;
+        }
+        if (marker == 0xd9 || pos + 2 > bytes.size()) {
+            return true;
+        }
+        const std::size_t length = (static_cast<std::size_t>(at(pos)) << 8) | at(pos + 1);
+        const std::size_t end = std::min(bytes.size(), pos + length);
+        if (marker == 0xc4) {
+            std::size_t table = pos + 2;
+            while (table + 17 <= end) {
+                std::size_t codes = 0;
+                for (std::size_t k = 1; k <= 16; ++k) {
+                    codes += at(table + k);
+                }
+                if (codes > 256) {
+                    return false;
+                }
+                table += 17 + codes;
+            }
+        }
+        pos = end;
+        if (marker == 0xda) {
+            // Entropy-coded data runs to the next marker that is not a stuffed 0 or a restart.
+            while (pos + 1 < bytes.size() &&
+                   !(at(pos) == 0xff && at(pos + 1) != 0x00 &&
+                     !(at(pos + 1) >= 0xd0 && at(pos + 1) <= 0xd7))) {
+                ++pos;
+            }
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
 Image readImageFromMemory(const std::string& bytes, const std::string& name,
@@ -253,8 +301,17 @@ Image readImageFromMemory(const std::string& bytes, const std::string& name,
     int width = 0;
     int height = 0;
     int channels = 0;
+    // Before the header is read: reading it already builds the tables.
+    if (bytes.size() >= 2 && bytes.compare(0, 2, "\xff\xd8") == 0 &&
+        !jpegHuffmanTablesFit(bytes)) {
+        throw ImageError(name + ": a JPEG Huffman table lists more than 256 codes");
+    }
     if (stbi_info_from_memory(data, length, &width, &height, &channels) == 0) {
         throw ImageError(name + ": cannot read image (" + stbi_failure_reason() + ")");
+    }
+    if (width < 1 || height < 1) {
+        throw ImageError(name + ": the image is empty (" + std::to_string(width) + " x " +
+                         std::to_string(height) + ")");
     }
     if (static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height) > limits.pixels) {
         tooManyPixels(name, width, height, limits);
