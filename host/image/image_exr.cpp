@@ -234,10 +234,19 @@ Image readExr(const std::string& bytes, const std::string& name, const ImageLimi
 
 // A JPEG's Huffman tables each list at most 256 codes; the decoder we use writes past its table
 // for more, so the segments are walked first (tables may also come between the scans of a
-// progressive file). Returns false for a table that lists too many.
+// progressive file). Returns false for a table that lists too many, true for anything else
+// (other formats included).
 bool jpegHuffmanTablesFit(const std::string& bytes) {
     const auto at = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
-    std::size_t pos = 2;  // after the start-of-image marker
+    // The start of image: 0xff, any fill bytes 0xff, then 0xd8 (the decoder takes the same).
+    std::size_t pos = 1;
+    while (pos < bytes.size() && at(pos) == 0xff) {
+        ++pos;
+    }
+    if (bytes.empty() || at(0) != 0xff || pos >= bytes.size() || at(pos) != 0xd8) {
+        return true;  // not a JPEG
+    }
+    ++pos;
     while (pos + 1 < bytes.size()) {
         if (at(pos) != 0xff) {
             ++pos;  // padding between segments, which the decoder also skips
@@ -253,21 +262,32 @@ bool jpegHuffmanTablesFit(const std::string& bytes) {
             return true;
         }
         const std::size_t length = (static_cast<std::size_t>(at(pos)) << 8) | at(pos + 1);
-        const std::size_t end = std::min(bytes.size(), pos + length);
         if (marker == 0xc4) {
+            // Read as the decoder reads it: table after table while the segment's count lasts,
+            // each table whole even where it runs past the segment (zeros past the file's end),
+            // and the next marker looked for where the last table ended.
+            const auto byteAt = [&](std::size_t i) { return i < bytes.size() ? at(i) : 0; };
             std::size_t table = pos + 2;
-            while (table + 17 <= end) {
+            long left = static_cast<long>(length) - 2;
+            while (left > 0) {
+                const unsigned char kind = byteAt(table);
+                if ((kind >> 4) > 1 || (kind & 15) > 3) {
+                    return true;  // refused by the decoder before it builds anything
+                }
                 std::size_t codes = 0;
                 for (std::size_t k = 1; k <= 16; ++k) {
-                    codes += at(table + k);
+                    codes += byteAt(table + k);
                 }
                 if (codes > 256) {
                     return false;
                 }
                 table += 17 + codes;
+                left -= static_cast<long>(17 + codes);
             }
+            pos = table;
+        } else {
+            pos += length;
         }
-        pos = end;
         if (marker == 0xda) {
             // Entropy-coded data runs to the next marker that is not a stuffed 0 or a restart.
             while (pos + 1 < bytes.size() &&
@@ -278,6 +298,34 @@ bool jpegHuffmanTablesFit(const std::string& bytes) {
         }
     }
     return true;
+}
+
+// What the PNG decoder would trip on before it sees that a file is broken, or empty when
+// nothing: it sizes its buffer by each data chunk's declared length before reading the chunk (a
+// length past the file's end makes it allocate gigabytes for nothing), and an empty first data
+// chunk hands its copy a null pointer, undefined even for no bytes.
+std::string pngTrouble(const std::string& bytes) {
+    if (bytes.size() < 8 || bytes.compare(0, 8, "\x89PNG\r\n\x1a\n") != 0) {
+        return {};
+    }
+    const auto at = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
+    bool data = false;
+    for (std::size_t pos = 8; pos + 8 <= bytes.size();) {
+        const std::uint32_t length = (static_cast<std::uint32_t>(at(pos)) << 24) |
+                                     (static_cast<std::uint32_t>(at(pos + 1)) << 16) |
+                                     (static_cast<std::uint32_t>(at(pos + 2)) << 8) | at(pos + 3);
+        if (length > bytes.size() - pos - 8) {
+            return "a PNG chunk declares " + std::to_string(length) + " bytes past the file's end";
+        }
+        if (bytes.compare(pos + 4, 4, "IDAT") == 0) {
+            if (length == 0 && !data) {
+                return "the PNG's first image data chunk is empty";
+            }
+            data = true;
+        }
+        pos += 12 + static_cast<std::size_t>(length);
+    }
+    return {};
 }
 
 }  // namespace
@@ -302,9 +350,11 @@ Image readImageFromMemory(const std::string& bytes, const std::string& name,
     int height = 0;
     int channels = 0;
     // Before the header is read: reading it already builds the tables.
-    if (bytes.size() >= 2 && bytes.compare(0, 2, "\xff\xd8") == 0 &&
-        !jpegHuffmanTablesFit(bytes)) {
+    if (!jpegHuffmanTablesFit(bytes)) {
         throw ImageError(name + ": a JPEG Huffman table lists more than 256 codes");
+    }
+    if (const std::string trouble = pngTrouble(bytes); !trouble.empty()) {
+        throw ImageError(name + ": " + trouble);
     }
     if (stbi_info_from_memory(data, length, &width, &height, &channels) == 0) {
         throw ImageError(name + ": cannot read image (" + stbi_failure_reason() + ")");

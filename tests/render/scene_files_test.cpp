@@ -288,7 +288,7 @@ TEST(ImageLimits, ReadingADirectoryOrNothingSaysSo) {
     EXPECT_EQ(imageError(scenesDir() + "/none.png"), scenesDir() + "/none.png: no such file");
 }
 
-TEST(ImageLimits, JpegTablesTooLongAndEmptyOrForeignImagesAreRefused) {
+TEST(ImageLimits, WhatTheDecoderWouldTripOnIsRefusedFirst) {
     const auto imageError = [](const std::string& bytes) {
         try {
             vkimage::readImageFromMemory(bytes, "in");
@@ -311,6 +311,13 @@ TEST(ImageLimits, JpegTablesTooLongAndEmptyOrForeignImagesAreRefused) {
     std::string longTable = std::string("\xff\xd8\xff\xc4\x00\x13\x00", 7) +
                             std::string(14, '\0') + "\x02\xff";
     EXPECT_EQ(imageError(longTable), "in: a JPEG Huffman table lists more than 256 codes");
+    // The same after fill bytes before the start marker, and in a segment too short for its
+    // table, which the decoder reads on past the segment's end.
+    const std::string counts = std::string(15, '\0') + "\x02\xff";
+    EXPECT_EQ(imageError(std::string("\xff\xff\xd8\xff\xc4\x00\x13", 7) + counts),
+              "in: a JPEG Huffman table lists more than 256 codes");
+    EXPECT_EQ(imageError(std::string("\xff\xd8\xff\xc4\x00\x03", 6) + counts),
+              "in: a JPEG Huffman table lists more than 256 codes");
     // Files the fuzzer found: the same in a whole JPEG, and a PNM header that read as 0 x 0.
     const std::string findings = std::string(VEXAKELO_SOURCE_DIR) + "/fuzz/findings/";
     const auto fileBytes = [&](const char* file) {
@@ -323,6 +330,12 @@ TEST(ImageLimits, JpegTablesTooLongAndEmptyOrForeignImagesAreRefused) {
               "in: a JPEG Huffman table lists more than 256 codes");
     EXPECT_NE(imageError(fileBytes("image-pnm-header-only.ppm")), "");
     EXPECT_NE(imageError("P6"), "");
+    // PNG: an empty first data chunk, and a chunk declaring more bytes than the file holds.
+    EXPECT_EQ(imageError(fileBytes("image-png-empty-first-idat.png")),
+              "in: the PNG's first image data chunk is empty");
+    const std::string signature("\x89PNG\r\n\x1a\n", 8);
+    EXPECT_EQ(imageError(signature + std::string("\x7f\xff\xff\xf0IDAT", 8) + "xx"),
+              "in: a PNG chunk declares 2147483632 bytes past the file's end");
 }
 
 TEST(ImageFiles, WritingOverADirectoryGivesTheRenamesReason) {
