@@ -1,7 +1,6 @@
 // The contract of every exported factory, in one table: the library's export table may hold only
 // shader factories and version functions of catalogued shaders and the four helper classes, and
 // every exported shader matches its catalog row in kind, flags and object size.
-#include <cxxabi.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -10,6 +9,7 @@
 #include <string>
 
 #include "frame/shader_catalog.h"
+#include "support/demangle.h"
 #include "parameters.h"
 #include "shader_library.h"
 
@@ -29,12 +29,7 @@ const vexakelo::ShaderInfo* catalogEntry(std::string_view name) {
     return nullptr;
 }
 
-std::string demangle(const std::string& symbol) {
-    int status = 0;
-    std::unique_ptr<char, decltype(&std::free)> text(
-        abi::__cxa_demangle(symbol.c_str(), nullptr, nullptr, &status), &std::free);
-    return status == 0 ? std::string(text.get()) : symbol;
-}
+using vktest::demangle;
 
 bool belongsToHelperClass(const std::string& demangled) {
     static const char* const kClasses[] = {"IESFile", "IntensityColorTool", "VexaKeloOceanHelper",

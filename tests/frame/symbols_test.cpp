@@ -3,7 +3,6 @@
 // 24 catalogued shaders), then the members, vtables and type information of the four helper
 // classes, and nothing else: no internals, no standard-library instantiations, nothing of libvyr
 // or another dependency.
-#include <cxxabi.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include "frame/shader_catalog.h"
+#include "support/demangle.h"
 #include "shader_library.h"
 
 namespace {
@@ -40,12 +40,7 @@ std::vector<Symbol> definedDynamicSymbols(const std::string& library) {
     return symbols;
 }
 
-std::string demangle(const std::string& symbol) {
-    int status = 0;
-    std::unique_ptr<char, decltype(&std::free)> text(
-        abi::__cxa_demangle(symbol.c_str(), nullptr, nullptr, &status), &std::free);
-    return status == 0 ? std::string(text.get()) : symbol;
-}
+using vktest::demangle;
 
 // The helper class a demangled symbol belongs to ("" for none): a member (IESFile::read), a
 // nested class's member (IESFile::GuardedReader::open), or its vtable or type information.

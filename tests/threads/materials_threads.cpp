@@ -10,6 +10,7 @@
 
 #include "parameters.h"
 #include "scripted_context.h"
+#include "support/busy_context.h"
 #include "shader_library.h"
 #include "support/ward_trees.h"
 #include "vyr/vyr.h"
@@ -36,21 +37,10 @@ vyr::ShadingState rayState(int i) {
     return s;
 }
 
-void configure(vkhost::ScriptedContext& ctx) {
-    ctx.recording = false;
-    ctx.rayResult = {0.5f, 0.6f, 0.7f};
-    ctx.straightResult = {0.2f, 0.3f, 0.4f};
-    ctx.glossyReflectionResult = {1.0f, 0.9f, 0.8f};
-    ctx.glossyRefractionResult = {0.1f, 0.2f, 0.3f};
-    ctx.randoms = {0.05f, 0.35f, 0.65f, 0.95f, 0.5f};
-    ctx.setLights({{{0.0f, 0.6f, 0.8f}, 1.0f, {1.0f, 1.0f, 1.0f}, nullptr},
-                   {{0.6f, 0.0f, -0.8f}, 0.5f, {1.0f, 0.5f, 0.25f}, nullptr}});
-}
-
 // All four slots for every ray; the states after each call, in order.
 std::vector<vyr::ShadingState> run(const vyr::MaterialShader* m) {
     vkhost::ScriptedContext ctx;
-    configure(ctx);
+    vktest::fillWithAnswers(ctx);
     std::vector<vyr::ShadingState> out;
     out.reserve(4 * kRays);
     for (int i = 0; i < kRays; ++i) {

@@ -20,6 +20,7 @@
 #include "photometry/ies_file.h"
 #include "photometry/ies_test_util.h"
 #include "scripted_context.h"
+#include "support/busy_context.h"
 #include "shader_library.h"
 #include "support/ward_trees.h"
 #include "vyr/vyr.h"
@@ -111,17 +112,6 @@ vyr::ShadingState stateFor(long call) {
     return s;
 }
 
-void configure(vkhost::ScriptedContext& ctx) {
-    ctx.recording = false;
-    ctx.rayResult = {0.5f, 0.6f, 0.7f};
-    ctx.straightResult = {0.2f, 0.3f, 0.4f};
-    ctx.glossyReflectionResult = {1.0f, 0.9f, 0.8f};
-    ctx.glossyRefractionResult = {0.1f, 0.2f, 0.3f};
-    ctx.randoms = {0.05f, 0.35f, 0.65f, 0.95f, 0.5f};
-    ctx.setLights({{{0.0f, 0.6f, 0.8f}, 1.0f, {1.0f, 1.0f, 1.0f}, nullptr},
-                   {{0.6f, 0.0f, -0.8f}, 0.5f, {1.0f, 0.5f, 0.25f}, nullptr}});
-}
-
 std::uint64_t mix(std::uint64_t hash, const vyr::ShadingState& s) {
     unsigned char bytes[sizeof s];
     std::memcpy(bytes, &s, sizeof s);
@@ -133,7 +123,7 @@ std::uint64_t mix(std::uint64_t hash, const vyr::ShadingState& s) {
 // a checksum after each call. `ownTextures` makes and releases a texture every so often.
 std::uint64_t shadeSequence(const std::vector<Shaded>& shaders, long calls, bool ownTextures) {
     vkhost::ScriptedContext ctx;
-    configure(ctx);
+    vktest::fillWithAnswers(ctx);
     std::uint64_t hash = 1469598103934665603ull;
     for (long call = 0; call < calls; ++call) {
         const Shaded& shader = shaders[static_cast<std::size_t>(call) % shaders.size()];
