@@ -105,10 +105,48 @@ std::uint32_t littleEndian32(const std::string& bytes, std::size_t at) {
 
 // Where the (single) header ends: after the magic number and version, attributes of a name, a
 // type name and a stated size, ended by an empty name. Throws when a size runs past the bytes.
-std::size_t checkedHeaderEnd(const std::string& bytes, const std::string& name) {
+// OpenEXR reads most attribute types by their own layout, not by the size the file states, so a
+// value whose size disagrees leaves it reading the next attribute from the wrong place (and
+// sizing a string by whatever it finds there). Known layouts must fill their stated size
+// exactly; a channel list must end with its empty name on its last byte.
+bool attributeFillsItsSize(const std::string& type, const std::string& value,
+                           std::size_t longest) {
+    static const std::pair<const char*, std::size_t> kFixed[] = {
+        {"box2i", 16}, {"box2f", 16},   {"int", 4},        {"float", 4},     {"double", 8},
+        {"v2i", 8},    {"v2f", 8},      {"v3i", 12},       {"v3f", 12},      {"compression", 1},
+        {"lineOrder", 1}, {"envmap", 1}, {"chromaticities", 32}, {"m33f", 36}, {"m44f", 64},
+        {"keycode", 28}, {"timecode", 8}, {"rational", 8}, {"tiledesc", 9}};
+    for (const auto& [name, size] : kFixed) {
+        if (type == name) {
+            return value.size() == size;
+        }
+    }
+    if (type == "chlist") {
+        // Entries of a name, its end and 16 bytes, then an empty name.
+        std::size_t at = 0;
+        while (at < value.size()) {
+            const std::size_t end = value.find('\0', at);
+            if (end == std::string::npos || end - at > longest) {
+                return false;
+            }
+            if (end == at) {
+                return end + 1 == value.size();
+            }
+            at = end + 1 + 16;
+        }
+        return false;
+    }
+    return true;
+}
+
+// Names and type names are as long as OpenEXR reads them (31 characters, 255 with the long-names
+// flag): it stops a longer one there and reads on from the middle of it, sizes included.
+std::size_t checkedHeaderEnd(const std::string& bytes, const std::string& name,
+                             std::uint32_t version) {
     const auto broken = [&] {
         return ImageError(name + ": the EXR header is cut short or broken");
     };
+    const std::size_t longest = (version & Imf::LONG_NAMES_FLAG) != 0 ? 255 : 31;
     std::size_t at = 8;
     while (true) {
         const std::size_t nameEnd = bytes.find('\0', at);
@@ -119,12 +157,15 @@ std::size_t checkedHeaderEnd(const std::string& bytes, const std::string& name) 
             return at + 1;
         }
         const std::size_t typeEnd = bytes.find('\0', nameEnd + 1);
-        if (typeEnd == std::string::npos || bytes.size() - (typeEnd + 1) < 4) {
+        if (typeEnd == std::string::npos || bytes.size() - (typeEnd + 1) < 4 ||
+            nameEnd - at > longest || typeEnd - (nameEnd + 1) > longest) {
             throw broken();
         }
         const std::uint32_t size = littleEndian32(bytes, typeEnd + 1);
         at = typeEnd + 5;
-        if (size > bytes.size() - at) {
+        if (size > bytes.size() - at ||
+            !attributeFillsItsSize(bytes.substr(nameEnd + 1, typeEnd - nameEnd - 1),
+                                    bytes.substr(at, size), longest)) {
             throw broken();
         }
         at += size;
@@ -167,7 +208,7 @@ Image readExr(const std::string& bytes, const std::string& name, const ImageLimi
         if ((version & (Imf::MULTI_PART_FILE_FLAG | Imf::NON_IMAGE_FLAG)) != 0) {
             throw ImageError(name + ": multi-part and deep EXR files are not read as images");
         }
-        const std::size_t headerEnd = checkedHeaderEnd(bytes, name);
+        const std::size_t headerEnd = checkedHeaderEnd(bytes, name, version);
         Imf::Header header;
         {
             MemoryStream probe(bytes, name);

@@ -331,6 +331,10 @@ TEST(ImageLimits, WhatTheDecoderWouldTripOnIsRefusedFirst) {
     EXPECT_NE(imageError(fileBytes("image-pnm-header-only.ppm")), "");
     EXPECT_NE(imageError("P6"), "");
     // PNG: an empty first data chunk, and a chunk declaring more bytes than the file holds.
+    // EXR: a header whose channel list runs past its stated size, which made OpenEXR read the
+    // next attribute from the wrong place and size a string at 1.6 GB.
+    EXPECT_EQ(imageError(fileBytes("image-exr-small-file-large-memory.exr")),
+              "in: the EXR header is cut short or broken");
     EXPECT_EQ(imageError(fileBytes("image-png-empty-first-idat.png")),
               "in: the PNG's first image data chunk is empty");
     const std::string signature("\x89PNG\r\n\x1a\n", 8);
