@@ -31,23 +31,7 @@ const vexakelo::ShaderInfo* catalogEntry(std::string_view name) {
 
 using vktest::demangle;
 
-bool belongsToHelperClass(const std::string& demangled) {
-    static const char* const kClasses[] = {"IESFile", "IntensityColorTool", "VexaKeloOceanHelper",
-                                           "VexaKeloLandScapeHelper"};
-    static const char* const kPrefixes[] = {"", "vtable for ", "typeinfo for ",
-                                            "typeinfo name for "};
-    for (const char* prefix : kPrefixes) {
-        for (const char* cls : kClasses) {
-            const std::string start = std::string(prefix) + cls;
-            if (demangled.rfind(start, 0) == 0 &&
-                (demangled.size() == start.size() || demangled[start.size()] == ':' ||
-                 demangled[start.size()] == '(')) {
-                return true;
-            }
-        }
-    }
-    return false;
-}
+using vktest::helperClassOf;
 
 bool isStandardLibrary(const std::string& demangled) {
     for (const char* prefix : {"std::", "__gnu_cxx::", "void std::", "vtable for std::",
@@ -74,7 +58,7 @@ TEST(ExportTable, HoldsOnlyShaderFactoriesAndTheHelperClasses) {
         // AddressSanitizer adds an ODR indicator beside every exported global.
         allowed = allowed || symbol.rfind("__odr_asan", 0) == 0;
         const std::string demangled = demangle(symbol);
-        allowed = allowed || belongsToHelperClass(demangled) || isStandardLibrary(demangled);
+        allowed = allowed || !helperClassOf(demangled).empty() || isStandardLibrary(demangled);
         EXPECT_TRUE(allowed) << "unexpected export: " << demangled;
     }
 }

@@ -42,24 +42,7 @@ std::vector<Symbol> definedDynamicSymbols(const std::string& library) {
 
 using vktest::demangle;
 
-// The helper class a demangled symbol belongs to ("" for none): a member (IESFile::read), a
-// nested class's member (IESFile::GuardedReader::open), or its vtable or type information.
-std::string helperClassOf(const std::string& demangled) {
-    static const char* const kClasses[] = {"IESFile", "IntensityColorTool", "VexaKeloOceanHelper",
-                                           "VexaKeloLandScapeHelper"};
-    static const char* const kPrefixes[] = {"", "vtable for ", "typeinfo for ",
-                                            "typeinfo name for "};
-    for (const char* prefix : kPrefixes) {
-        for (const char* cls : kClasses) {
-            const std::string start = std::string(prefix) + cls;
-            if (demangled.rfind(start, 0) == 0 &&
-                (demangled.size() == start.size() || demangled.compare(start.size(), 2, "::") == 0)) {
-                return cls;
-            }
-        }
-    }
-    return "";
-}
+using vktest::helperClassOf;
 
 TEST(Symbols, LibraryExportsTheFactoriesAndTheHelperClassesOnly) {
     const vkhost::ShaderLibrary library;
