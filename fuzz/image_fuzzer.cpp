@@ -1,7 +1,8 @@
-// The image readers as the tools call them: bytes in memory to linear RGBA, PNG and JPEG through
-// stb, EXR through OpenEXR, told apart by their first bytes, under a byte limit and a pixel limit
-// that is checked against the header before anything is decoded. Anything wrong must end as one
-// ImageError; an image that loads has the size it says and stays within the limits.
+// The image readers as the tools call them: bytes in memory to linear RGBA, PNG through stb, JPEG
+// through libjpeg-turbo, EXR through OpenEXR, told apart by their first bytes, under a byte limit
+// and a pixel limit that is checked against the header before anything is decoded. Anything wrong
+// must end as one ImageError; an image that loads has the size it says and stays within the
+// limits.
 #include <cstdint>
 #include <string>
 

@@ -26,6 +26,7 @@
 
 #include "image_commit.h"
 #include "image_io.h"
+#include "image_jpeg.h"
 
 namespace vkimage {
 
@@ -67,6 +68,12 @@ void writeImage(const std::string& path, const Image& image, ToneMap toneMap, fl
     } else {
         throw ImageError(path + ": unknown image type (use .png or .exr)");
     }
+}
+
+void tooManyPixels(const std::string& name, std::int64_t width, std::int64_t height,
+                   const ImageLimits& limits) {
+    throw ImageError(name + ": declares " + std::to_string(width) + " x " + std::to_string(height) +
+                     " pixels, more than the limit of " + std::to_string(limits.pixels));
 }
 
 namespace {
@@ -190,12 +197,6 @@ std::uint64_t linesPerChunk(Imf::Compression compression) {
     }
 }
 
-[[noreturn]] void tooManyPixels(const std::string& name, std::int64_t width, std::int64_t height,
-                                const ImageLimits& limits) {
-    throw ImageError(name + ": declares " + std::to_string(width) + " x " + std::to_string(height) +
-                     " pixels, more than the limit of " + std::to_string(limits.pixels));
-}
-
 Image readExr(const std::string& bytes, const std::string& name, const ImageLimits& limits) {
     try {
         // The header on its own first: OpenEXR sizes its tables by the data window (and
@@ -273,74 +274,6 @@ Image readExr(const std::string& bytes, const std::string& name, const ImageLimi
     }
 }
 
-// A JPEG's Huffman tables each list at most 256 codes; the decoder we use writes past its table
-// for more, so the segments are walked first (tables may also come between the scans of a
-// progressive file). Returns false for a table that lists too many, true for anything else
-// (other formats included).
-bool jpegHuffmanTablesFit(const std::string& bytes) {
-    const auto at = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
-    // The start of image: 0xff, any fill bytes 0xff, then 0xd8 (the decoder takes the same).
-    std::size_t pos = 1;
-    while (pos < bytes.size() && at(pos) == 0xff) {
-        ++pos;
-    }
-    if (bytes.empty() || at(0) != 0xff || pos >= bytes.size() || at(pos) != 0xd8) {
-        return true;  // not a JPEG
-    }
-    ++pos;
-    while (pos + 1 < bytes.size()) {
-        if (at(pos) != 0xff) {
-            ++pos;  // padding between segments, which the decoder also skips
-            continue;
-        }
-        const unsigned char marker = at(pos + 1);
-        pos += 2;
-        if (marker == 0xff || marker == 0x01 || (marker >= 0xd0 && marker <= 0xd8)) {
-            pos -= marker == 0xff ? 1 : 0;  // fill byte, or a marker without a length
-            continue;
-        }
-        if (marker == 0xd9 || pos + 2 > bytes.size()) {
-            return true;
-        }
-        const std::size_t length = (static_cast<std::size_t>(at(pos)) << 8) | at(pos + 1);
-        if (marker == 0xc4) {
-            // Read as the decoder reads it: table after table while the segment's count lasts,
-            // each table whole even where it runs past the segment (zeros past the file's end),
-            // and the next marker looked for where the last table ended.
-            const auto byteAt = [&](std::size_t i) { return i < bytes.size() ? at(i) : 0; };
-            std::size_t table = pos + 2;
-            long left = static_cast<long>(length) - 2;
-            while (left > 0) {
-                const unsigned char kind = byteAt(table);
-                if ((kind >> 4) > 1 || (kind & 15) > 3) {
-                    return true;  // refused by the decoder before it builds anything
-                }
-                std::size_t codes = 0;
-                for (std::size_t k = 1; k <= 16; ++k) {
-                    codes += byteAt(table + k);
-                }
-                if (codes > 256) {
-                    return false;
-                }
-                table += 17 + codes;
-                left -= static_cast<long>(17 + codes);
-            }
-            pos = table;
-        } else {
-            pos += length;
-        }
-        if (marker == 0xda) {
-            // Entropy-coded data runs to the next marker that is not a stuffed 0 or a restart.
-            while (pos + 1 < bytes.size() &&
-                   !(at(pos) == 0xff && at(pos + 1) != 0x00 &&
-                     !(at(pos + 1) >= 0xd0 && at(pos + 1) <= 0xd7))) {
-                ++pos;
-            }
-        }
-    }
-    return true;
-}
-
 // What the PNG decoder would trip on before it sees that a file is broken, or empty when
 // nothing: it sizes its buffer by each data chunk's declared length before reading the chunk (a
 // length past the file's end makes it allocate gigabytes for nothing), and an empty first data
@@ -381,19 +314,18 @@ Image readImageFromMemory(const std::string& bytes, const std::string& name,
     if (bytes.size() >= 4 && bytes.compare(0, 4, "\x76\x2f\x31\x01") == 0) {
         return readExr(bytes, name, limits);
     }
+    if (looksLikeJpeg(bytes)) {
+        return readJpeg(bytes, name, limits);
+    }
     // stb takes the length as an int.
     if (bytes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
-        throw ImageError(name + ": too large for the PNG and JPEG reader");
+        throw ImageError(name + ": too large for the PNG reader");
     }
     const auto* data = reinterpret_cast<const stbi_uc*>(bytes.data());
     const int length = static_cast<int>(bytes.size());
     int width = 0;
     int height = 0;
     int channels = 0;
-    // Before the header is read: reading it already builds the tables.
-    if (!jpegHuffmanTablesFit(bytes)) {
-        throw ImageError(name + ": a JPEG Huffman table lists more than 256 codes");
-    }
     if (const std::string trouble = pngTrouble(bytes); !trouble.empty()) {
         throw ImageError(name + ": " + trouble);
     }

@@ -9,9 +9,9 @@
 #include <filesystem>
 
 #define STB_IMAGE_IMPLEMENTATION
-// Textures are PNG or JPEG; the decoder's other formats would only widen what bad input reaches.
+// stb decodes PNG only (JPEG goes through libjpeg-turbo); its other formats would only widen
+// what bad input reaches.
 #define STBI_ONLY_PNG
-#define STBI_ONLY_JPEG
 #define STB_IMAGE_WRITE_IMPLEMENTATION
 #define STBI_FAILURE_USERMSG
 #pragma GCC diagnostic push

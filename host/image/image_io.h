@@ -67,7 +67,8 @@ struct ImageLimits {
 };
 
 // Reads PNG, JPEG (sRGB, converted to linear) or EXR (linear), told apart by their first bytes.
-// Throws ImageError naming the file and the problem.
+// Throws ImageError naming the file and the problem. A JPEG that the decoder finds corrupt is an
+// error, not an image filled out with grey; a CMYK JPEG shows what its inks leave of the light.
 Image readImage(const std::string& path, const ImageLimits& limits = {});
 // The same from the file's bytes held in memory; `name` is used in messages.
 Image readImageFromMemory(const std::string& bytes, const std::string& name,

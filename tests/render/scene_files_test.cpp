@@ -11,8 +11,6 @@
 #include <sstream>
 #include <string>
 
-#include <stb/stb_image_write.h>
-
 #include "image_io.h"
 #include "render/scene.h"
 #include "shader_library.h"
@@ -297,28 +295,8 @@ TEST(ImageLimits, WhatTheDecoderWouldTripOnIsRefusedFirst) {
         }
         return std::string();
     };
-    // A real baseline JPEG (its Huffman tables within bounds) still decodes.
-    std::string jpeg;
-    const unsigned char grey[8 * 8 * 3] = {};
-    stbi_write_jpg_to_func(
-        [](void* out, void* data, int size) {
-            static_cast<std::string*>(out)->append(static_cast<const char*>(data), size);
-        },
-        &jpeg, 8, 8, 3, grey, 90);
-    ASSERT_GT(jpeg.size(), 100u);
-    EXPECT_EQ(vkimage::readImageFromMemory(jpeg, "grey.jpg").width, 8);
-    // A table whose sixteen counts add up to 257 codes, right after the start of the image.
-    std::string longTable = std::string("\xff\xd8\xff\xc4\x00\x13\x00", 7) +
-                            std::string(14, '\0') + "\x02\xff";
-    EXPECT_EQ(imageError(longTable), "in: a JPEG Huffman table lists more than 256 codes");
-    // The same after fill bytes before the start marker, and in a segment too short for its
-    // table, which the decoder reads on past the segment's end.
-    const std::string counts = std::string(15, '\0') + "\x02\xff";
-    EXPECT_EQ(imageError(std::string("\xff\xff\xd8\xff\xc4\x00\x13", 7) + counts),
-              "in: a JPEG Huffman table lists more than 256 codes");
-    EXPECT_EQ(imageError(std::string("\xff\xd8\xff\xc4\x00\x03", 6) + counts),
-              "in: a JPEG Huffman table lists more than 256 codes");
-    // Files the fuzzer found: the same in a whole JPEG, and a PNM header that read as 0 x 0.
+    // Files the fuzzer found (the JPEG ones are in tests/image): a PNM header that read as
+    // 0 x 0.
     const std::string findings = std::string(VEXAKELO_SOURCE_DIR) + "/fuzz/findings/";
     const auto fileBytes = [&](const char* file) {
         std::ifstream in(findings + file, std::ios::binary);
@@ -326,8 +304,6 @@ TEST(ImageLimits, WhatTheDecoderWouldTripOnIsRefusedFirst) {
         bytes << in.rdbuf();
         return bytes.str();
     };
-    EXPECT_EQ(imageError(fileBytes("image-jpeg-huffman-overflow.jpg")),
-              "in: a JPEG Huffman table lists more than 256 codes");
     EXPECT_NE(imageError(fileBytes("image-pnm-header-only.ppm")), "");
     EXPECT_NE(imageError("P6"), "");
     // PNG: an empty first data chunk, and a chunk declaring more bytes than the file holds.
