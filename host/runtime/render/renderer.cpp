@@ -39,7 +39,7 @@ constexpr double kEnvironmentPeakToMean = 16.0;
 // Offsets rays off the surface they leave, relative to the scene's scale at that point.
 float epsilonAt(Vec3f p) {
     return 1.0e-4f *
-           std::fmax(1.0f, std::fmax(std::fabs(p.x), std::fmax(std::fabs(p.y), std::fabs(p.z))));
+           fmaxExact(1.0f, fmaxExact(std::fabs(p.x), fmaxExact(std::fabs(p.y), std::fabs(p.z))));
 }
 
 bool finite(Vec3f c) {
@@ -637,7 +637,7 @@ void RenderContext::fillSurface(vyr::ShadingState& state, const Hit& hit, Vec3f 
             if (shader == nullptr)
                 break;
             uv = {std::atan2(n.y, n.x) / (2.0f * kPi) + 0.5f,
-                  std::acos(std::fmax(-1.0f, std::fmin(1.0f, n.z))) / kPi};
+                  std::acos(fmaxExact(-1.0f, fminExact(1.0f, n.z))) / kPi};
             const Vec3f around{-n.y, n.x, 0.0f};
             tangent = length(around) > 1.0e-6f ? normalize(around) : Vec3f{1.0f, 0.0f, 0.0f};
             break;
@@ -855,7 +855,7 @@ Vec3f RenderContext::shadeScenery(const Material& material, const vyr::ShadingSt
             Vec3f t, b;
             orthonormalBasis(n, t, b);
             dir = normalize(r * std::cos(phi) * t + r * std::sin(phi) * b +
-                            std::sqrt(std::fmax(0.0f, 1.0f - u[0])) * n);
+                            std::sqrt(fmaxExact(0.0f, 1.0f - u[0])) * n);
         }
         const float importance = maxComponent(material.albedo);
         if (mis) {
@@ -1046,7 +1046,7 @@ const vyr::LightSample* RenderContext::sampleLights(Vec3f p, Vec3f normal) {
                         const float x = r * std::cos(phi);
                         const float y = r * std::sin(phi);
                         const Vec3f onUnit =
-                            x * t + y * b + std::sqrt(std::fmax(0.0f, 1.0f - x * x - y * y)) * w;
+                            x * t + y * b + std::sqrt(fmaxExact(0.0f, 1.0f - x * x - y * y)) * w;
                         ls.lightPosition = light.position + light.radius * onUnit;
                         ls.lightAxis = onUnit;
                         factor = kPi * light.radius * light.radius;
@@ -1101,7 +1101,7 @@ const vyr::LightSample* RenderContext::sampleLights(Vec3f p, Vec3f normal) {
                         // Uniform over the upper hemisphere of the dome round p.
                         const float z = u[0];
                         const float phi = 2.0f * kPi * u[1];
-                        const float r = std::sqrt(std::fmax(0.0f, 1.0f - z * z));
+                        const float r = std::sqrt(fmaxExact(0.0f, 1.0f - z * z));
                         Vec3f t, b;
                         orthonormalBasis(up_, t, b);
                         dir = r * std::cos(phi) * t + r * std::sin(phi) * b + z * up_;
@@ -1203,11 +1203,11 @@ Vec3f RenderContext::glossyDirection(Vec3f direction, float glossiness) {
     if (!(glossiness > 0.0f)) {
         return direction;
     }
-    const float exponent = std::fmax(0.0f, 2.0f / (glossiness * glossiness) - 2.0f);
+    const float exponent = fmaxExact(0.0f, 2.0f / (glossiness * glossiness) - 2.0f);
     float u[2];
     random2(u);
     const float cosTheta = std::pow(u[0], 1.0f / (exponent + 1.0f));
-    const float sinTheta = std::sqrt(std::fmax(0.0f, 1.0f - cosTheta * cosTheta));
+    const float sinTheta = std::sqrt(fmaxExact(0.0f, 1.0f - cosTheta * cosTheta));
     const float phi = 2.0f * kPi * u[1];
     Vec3f t, b;
     orthonormalBasis(direction, t, b);

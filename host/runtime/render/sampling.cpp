@@ -84,25 +84,6 @@ float toUnit(float n) {
 
 }  // namespace
 
-std::uint32_t reverseBits(std::uint32_t x) {
-    x = __builtin_bswap32(x);
-    x = ((x & 0x0f0f0f0fu) << 4) | ((x & 0xf0f0f0f0u) >> 4);
-    x = ((x & 0x33333333u) << 2) | ((x & 0xccccccccu) >> 2);
-    x = ((x & 0x55555555u) << 1) | ((x & 0xaaaaaaaau) >> 1);
-    return x;
-}
-
-std::uint32_t laineKarrasPermutation(std::uint32_t x, std::uint32_t seed) {
-    // Additions and products by even constants only carry upwards, so bit k depends on bits
-    // 0..k alone; each step is invertible.
-    x += seed;
-    x ^= x * 0x6c50b47cu;
-    x ^= x * 0xb82f1e52u;
-    x ^= x * 0xc7afe638u;
-    x ^= x * 0x8d22f6e6u;
-    return x;
-}
-
 std::uint32_t nestedUniformScramble(std::uint32_t x, std::uint32_t seed) {
     return reverseBits(laineKarrasPermutation(reverseBits(x), seed));
 }

@@ -53,9 +53,25 @@ inline std::uint32_t mix32(std::uint32_t h) {
 // in pairs: each pair is the first two dimensions of the Sobol' sequence with its own scramble
 // and shuffle, so every pair is a stratified 2D net at every power-of-two count and different
 // pairs are independent. Pure functions: a value depends only on (seed, index, dimension).
-std::uint32_t reverseBits(std::uint32_t x);
+// Both are inline: they run several times for every random pair a shader asks for.
+inline std::uint32_t reverseBits(std::uint32_t x) {
+    x = __builtin_bswap32(x);
+    x = ((x & 0x0f0f0f0fu) << 4) | ((x & 0xf0f0f0f0u) >> 4);
+    x = ((x & 0x33333333u) << 2) | ((x & 0xccccccccu) >> 2);
+    x = ((x & 0x55555555u) << 1) | ((x & 0xaaaaaaaau) >> 1);
+    return x;
+}
 // A bijection on 32 bits in which each bit depends only on the bits below it and the seed.
-std::uint32_t laineKarrasPermutation(std::uint32_t x, std::uint32_t seed);
+inline std::uint32_t laineKarrasPermutation(std::uint32_t x, std::uint32_t seed) {
+    // Additions and products by even constants only carry upwards, so bit k depends on bits
+    // 0..k alone; each step is invertible.
+    x += seed;
+    x ^= x * 0x6c50b47cu;
+    x ^= x * 0xb82f1e52u;
+    x ^= x * 0xc7afe638u;
+    x ^= x * 0x8d22f6e6u;
+    return x;
+}
 // An Owen scramble of a 32-bit binary fraction: each bit flipped by a hash of the bits above it.
 std::uint32_t nestedUniformScramble(std::uint32_t x, std::uint32_t seed);
 // The first two dimensions of the Sobol' sequence as 32-bit binary fractions.

@@ -49,8 +49,16 @@ inline Vec3f normalize(Vec3f a) {
 inline float maxf(float a, float b) {
     return a > b ? a : b;
 }
+// std::fmax and std::fmin to the bit, NaN handling included (a quiet NaN gives the other value;
+// two give the first), inline: the library calls they replace sat on every ray's offset.
+inline float fmaxExact(float a, float b) {
+    return a > b || b != b ? a : b;
+}
+inline float fminExact(float a, float b) {
+    return a < b || b != b ? a : b;
+}
 inline float maxComponent(Vec3f a) {
-    return std::fmax(a.x, std::fmax(a.y, a.z));
+    return fmaxExact(a.x, fmaxExact(a.y, a.z));
 }
 
 // Two unit vectors completing n to a right-handed orthonormal frame (t, b, n).
