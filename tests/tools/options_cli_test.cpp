@@ -36,7 +36,8 @@ TEST_F(OptionsCli, ValuesThatMakeNoSenseAreRefusedNamingThem) {
         std::string arguments;
         std::string message;
     };
-    const std::string png = " " + path("out.png");
+    // Appended rather than `" " + path(...)`, which g++ 12 misreads as an overlapping copy.
+    const std::string png = std::string(" ").append(path("out.png"));
     const Row rows[] = {
         {"sky --sun 1,2 --exposure nan" + png, "--exposure: 'nan' is not a finite number above 0"},
         {"sky --sun 1,2 --exposure inf" + png, "'inf' is not a finite number above 0"},
@@ -246,3 +247,13 @@ TEST_F(OptionsCli, HelpGivesTheDefaults) {
 }
 
 }  // namespace
+
+// The parameter reference in docs/ is generated from the declarations; a shader whose table
+// changed without the page being regenerated would leave hosts reading stale offsets.
+TEST_F(OptionsCli, ParameterReferenceMatchesTheDeclarations) {
+    const SplitResult r = run("list --markdown");
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::string committed =
+        clitest::readFile(fs::path(VEXAKELO_SOURCE_DIR) / "docs" / "parameters.md");
+    EXPECT_EQ(r.out, committed) << "regenerate it: vexakelo list --markdown > docs/parameters.md";
+}
