@@ -180,31 +180,25 @@ WebSize checkedWebSize(const IESFileData& d) {
     return size;
 }
 
-LoadedIes loadIes(const std::string& path, bool strict, bool forWebLight) {
+namespace {
+
+// The canonical text through the guarded buffer reader.
+void readCanonical(LoadedIes& loaded, const IESFile::Canonical& canonical) {
+    loaded.canonical = canonical.describe();
+    loaded.changes = canonical.changes;
+    loaded.reader =
+        std::make_unique<IESFile::GuardedReader>(IESFile::GuardedReader::Source::Buffer);
+    loaded.file = std::make_unique<IESFile>(loaded.reader.get());
+    loaded.file->read(canonical.text.c_str());
+}
+
+// Runs `read`, turning the reader's failures into IesLoadError, then checks that the record is
+// complete (and, for a web light, that it gives a usable web texture).
+template <class Read>
+LoadedIes checkedLoad(Read&& read, bool forWebLight) {
     LoadedIes loaded;
-    std::string bytes = readIesBytes(path);
     try {
-        if (strict) {
-            // The raw file through the plain file reader, guarded.
-            loaded.reader = std::make_unique<IESFile::GuardedReader>(
-                IESFile::GuardedReader::Source::File);
-            loaded.file = std::make_unique<IESFile>(loaded.reader.get());
-            loaded.tilt = readTilt(bytes, path);
-            loaded.file->read(widen(path));
-            if (!loaded.reader->failure().empty()) {
-                throw IesLoadError(loaded.reader->failure());
-            }
-        } else {
-            const IESFile::Canonical canonical = IESFile::canonicalize(bytes);
-            std::string().swap(bytes);  // the canonical text is all the read needs
-            loaded.tilt = readTilt(canonical.text, path);
-            loaded.canonical = canonical.describe();
-            loaded.changes = canonical.changes;
-            loaded.reader = std::make_unique<IESFile::GuardedReader>(
-                IESFile::GuardedReader::Source::Buffer);
-            loaded.file = std::make_unique<IESFile>(loaded.reader.get());
-            loaded.file->read(canonical.text.c_str());
-        }
+        read(loaded);
     } catch (const IESFile::CanonicalError& e) {
         throw IesLoadError(e.what());
     } catch (const IESFile::EndlessRead& e) {
@@ -223,6 +217,38 @@ LoadedIes loadIes(const std::string& path, bool strict, bool forWebLight) {
         checkedWebSize(*d);
     }
     return loaded;
+}
+
+}  // namespace
+
+LoadedIes loadIes(const std::string& path, bool strict, bool forWebLight) {
+    std::string bytes = readIesBytes(path);
+    return checkedLoad(
+        [&](LoadedIes& loaded) {
+            if (strict) {
+                // The raw file through the plain file reader, guarded.
+                loaded.reader =
+                    std::make_unique<IESFile::GuardedReader>(IESFile::GuardedReader::Source::File);
+                loaded.file = std::make_unique<IESFile>(loaded.reader.get());
+                loaded.tilt = readTilt(bytes, path);
+                loaded.file->read(widen(path));
+                if (!loaded.reader->failure().empty()) {
+                    throw IesLoadError(loaded.reader->failure());
+                }
+                return;
+            }
+            const IESFile::Canonical canonical = IESFile::canonicalize(bytes);
+            std::string().swap(bytes);  // the canonical text is all the read needs
+            loaded.tilt = readTilt(canonical.text, path);
+            readCanonical(loaded, canonical);
+        },
+        forWebLight);
+}
+
+LoadedIes loadIesBytes(const std::string& bytes, bool forWebLight) {
+    return checkedLoad(
+        [&](LoadedIes& loaded) { readCanonical(loaded, IESFile::canonicalize(bytes)); },
+        forWebLight);
 }
 
 }  // namespace vkhost

@@ -60,6 +60,10 @@ WebSize checkedWebSize(const IESFileData& record);
 // no usable web texture (checkedWebSize).
 LoadedIes loadIes(const std::string& path, bool strict = false, bool forWebLight = true);
 
+// A lamp's bytes read as loadIes reads a file (canonicalised, guarded, checked), for lamps that
+// come from memory; without a path there is no tilt file to look for, so `tilt` stays empty.
+LoadedIes loadIesBytes(const std::string& bytes, bool forWebLight = true);
+
 // The file's bytes; throws IesLoadError.
 std::string readIesBytes(const std::string& path);
 

@@ -1036,41 +1036,6 @@ std::shared_ptr<ShaderInstance> makeShader(const vkhost::ShaderLibrary& library,
     return loader.shader(shaderName, &params, Where{where, ""}, [](vkhost::ParameterBlock&) {});
 }
 
-namespace {
-
-// A lamp file's bytes read as vkhost::loadIes reads a file from disk (canonicalised, then through
-// the guarded buffer reader, the web size checked), so that the bytes may come from any source.
-vkhost::LoadedIes readWebIes(const std::string& bytes) {
-    vkhost::LoadedIes loaded;
-    try {
-        const IESFile::Canonical canonical = IESFile::canonicalize(bytes);
-        loaded.canonical = canonical.describe();
-        loaded.changes = canonical.changes;
-        loaded.reader =
-            std::make_unique<IESFile::GuardedReader>(IESFile::GuardedReader::Source::Buffer);
-        loaded.file = std::make_unique<IESFile>(loaded.reader.get());
-        loaded.file->read(canonical.text.c_str());
-    } catch (const IESFile::CanonicalError& e) {
-        throw vkhost::IesLoadError(e.what());
-    } catch (const IESFile::EndlessRead& e) {
-        throw vkhost::IesLoadError(e.what());
-    } catch (const std::bad_alloc&) {
-        throw vkhost::IesLoadError("out of memory while reading");
-    }
-    const IESFileData* d = loaded.file->data();
-    if (d == nullptr) {
-        throw vkhost::IesLoadError("the file could not be read");
-    }
-    if (d->candelas == nullptr || d->verticalAngles == nullptr || d->horizontalAngles == nullptr) {
-        throw vkhost::IesLoadError(
-            "no complete photometric data (luminaire line, angles and candela values)");
-    }
-    vkhost::checkedWebSize(*d);
-    return loaded;
-}
-
-}  // namespace
-
 void bindIesFile(vkhost::ParameterBlock& lightParameters, const std::string& iesPath,
                  TextureStore& textures, const std::string& where, const FileSource& files) {
     const vkhost::Declaration* webMap = lightParameters.layout().find("webMap");
@@ -1080,8 +1045,9 @@ void bindIesFile(vkhost::ParameterBlock& lightParameters, const std::string& ies
     }
     vkhost::LoadedIes loaded;
     try {
-        loaded = readWebIes(files ? files(iesPath, vkhost::kMaxIesFileBytes)
-                                  : vkimage::readFileBytes(iesPath, vkhost::kMaxIesFileBytes));
+        loaded =
+            vkhost::loadIesBytes(files ? files(iesPath, vkhost::kMaxIesFileBytes)
+                                       : vkimage::readFileBytes(iesPath, vkhost::kMaxIesFileBytes));
     } catch (const FileError& e) {
         throw SceneError(where + ": " + iesPath + ": " + e.what());
     } catch (const vkhost::IesLoadError& e) {
