@@ -6,14 +6,16 @@
 # of wall time and per second of the fuzzer's own CPU time: on a shared machine the second is the
 # figure that compares between runs.
 #
-#   fuzz/run.sh [--seconds N | --hours H] [--keep-going] [--build DIR] [--nice N] [target...]
+#   fuzz/run.sh [--seconds N | --hours H] [--keep-going] [--build DIR] [--nice N]
+#               [--summary FILE] [target...]
 #
 # --seconds gives every target N seconds (default 30, or $FUZZ_SECONDS); --hours spreads H hours
 # over the targets in proportion to their weights below (the readers get more). --keep-going
 # runs each target in libFuzzer's fork mode, which saves a finding and carries on, so a long
 # campaign is not cut short by a finding already known (the summary then counts every saved
-# input and cannot give a peak RSS). Targets default to every fuzz_* program in DIR/fuzz. Exits
-# non-zero when any target has a finding.
+# input and cannot give a peak RSS). Targets default to every fuzz_* program in DIR/fuzz. The
+# summary goes to DIR/summary.txt unless --summary names another file, so that two runs over
+# different targets can share the machine's cores. Exits non-zero when any target has a finding.
 set -euo pipefail
 
 here=$(cd "$(dirname "$0")" && pwd)
@@ -23,6 +25,7 @@ seconds=${FUZZ_SECONDS:-30}
 hours=""
 keep_going=""
 niceness=10
+summary=""
 targets=()
 while [ $# -gt 0 ]; do
     case "$1" in
@@ -31,6 +34,7 @@ while [ $# -gt 0 ]; do
         --keep-going) keep_going=1; shift ;;
         --build) build=$2; shift 2 ;;
         --nice) niceness=$2; shift 2 ;;
+        --summary) summary=$2; shift 2 ;;
         -h|--help) sed -n '2,18p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
         *) targets+=("$1"); shift ;;
     esac
@@ -75,7 +79,7 @@ dictionary() {
 work=$build/work
 findings=$build/findings
 mkdir -p "$work" "$findings"
-summary=$build/summary.txt
+summary=${summary:-$build/summary.txt}
 : > "$summary"
 status=0
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1}
@@ -83,7 +87,9 @@ export UBSAN_OPTIONS=${UBSAN_OPTIONS:-halt_on_error=1:print_stacktrace=1}
 
 # CPU seconds (user + system) of the finished children so far, from the shell's own accounting;
 # `times` runs in this shell (a command substitution would be a fresh process without children).
-times_file=$build/.times
+# One file per run, so that parallel runs do not read each other's times.
+times_file=$(mktemp "$build/.times.XXXXXX")
+trap 'rm -f "$times_file"' EXIT
 children_cpu() {
     tail -1 "$times_file" |
         awk '{ n = 0; for (i = 1; i <= 2; i++) { split($i, a, /[ms]/); n += a[1] * 60 + a[2] } printf "%.2f", n }'
