@@ -312,6 +312,9 @@ inline float elevationFade(float cosLN) {
 inline float clampUnit(float x) {
     return x > 0.0f ? (x > 1.0f ? 1.0f : x) : 0.0f;
 }
+inline Vec3f clampUnit(Vec3f c) {
+    return {clampUnit(c.x), clampUnit(c.y), clampUnit(c.z)};
+}
 
 // The microfacet reflection G1(V) G1(L) D(h) / (4 |cosV cosL|), each G1 gated by (h.x)(n.x) and
 // D by h.n. Evaluated in stages (G, then times D while positive, then the division while

@@ -523,8 +523,8 @@ private:
         s.lobe = {tr, br, frame.N};
 
         // Roughness: r^2 shared out between the axes so that the mean square stays r^4.
-        const float r = metal::clamp01(scalarInput(params, kRough, uv));
-        const float a = metal::clamp01(scalarInput(params, kAnisotropy, uv));
+        const float r = clampUnit(scalarInput(params, kRough, uv));
+        const float a = clampUnit(scalarInput(params, kAnisotropy, uv));
         const float oneMinusA = 1.0f - a;
         const float beta = std::fmax(0.0f, 1.0f + params.brushStreaks * (2.0f * streak - 1.0f)) *
                            (r * r) * std::sqrt(2.0f / (1.0f + oneMinusA * oneMinusA));
@@ -547,10 +547,10 @@ private:
                                                      (2.0f * context->noise4(&at) - 1.0f));
         }
         s.film = film > 0.0f ? film : 0.0f;
-        s.filmWeight = s.film > 0.0f ? metal::clamp01(params.filmWeight) : 0.0f;
+        s.filmWeight = s.film > 0.0f ? clampUnit(params.filmWeight) : 0.0f;
 
         s.patina = patinaMask(context, uv);
-        s.patinaColor = s.patina > 0.0f ? metal::clamp01(colorInput(params, kPatinaColor, uv))
+        s.patinaColor = s.patina > 0.0f ? clampUnit(colorInput(params, kPatinaColor, uv))
                                         : Vec3f{0.0f, 0.0f, 0.0f};
         s.opacity = opacity(uv);
         return s;
@@ -560,7 +560,7 @@ private:
     float patinaMask(ShadingContext* context, vexakelo::Vec2f uv) const {
         using namespace vexakelo;
         if (params.patinaMapEnable) {
-            return metal::clamp01(scalarInput(params, kPatina, uv));
+            return clampUnit(scalarInput(params, kPatina, uv));
         }
         const float coverage = params.patinaCoverage;
         if (!(coverage > 0.0f)) {
@@ -594,7 +594,7 @@ private:
     // Opacity c in [0, 1]; a positive threshold makes it 0 or 1.
     float opacity(vexakelo::Vec2f uv) const {
         using namespace vexakelo;
-        const float c = metal::clamp01(scalarInput(params, kCutout, uv));
+        const float c = clampUnit(scalarInput(params, kCutout, uv));
         if (params.cutoutThreshold > 0.0f) {
             return c >= params.cutoutThreshold ? 1.0f : 0.0f;
         }
@@ -615,7 +615,7 @@ private:
     }
 
     float patinaLobe(vexakelo::Vec3f V, vexakelo::Vec3f L) const {
-        return vexakelo::metal::roughDiffuse(V, L, vexakelo::metal::clamp01(params.patinaRoughness));
+        return vexakelo::metal::roughDiffuse(V, L, vexakelo::clampUnit(params.patinaRoughness));
     }
 
     // The BSDF c [(1 - m) f_metal + m rho f_patina]; 0 unless V and L are above the lobe normal

@@ -246,7 +246,7 @@ public:
             state->bsdfLobe = 0;
             return;
         }
-        const float Fv = coatFresnel(s, metal::clamp01(vc));
+        const float Fv = coatFresnel(s, clampUnit(vc));
         float w[3] = {Fv, 0.0f, 0.0f};
         if (s.flake.present) {
             const float mv = dot(V, s.flakeFrame.N);
@@ -330,9 +330,9 @@ private:
         if (params.baseColorMapEnable) {
             s.look.base = colorInput(params, kBaseColor, f.uv);
         }
-        s.look.base = metal::clamp01(s.look.base);
-        s.look.flop = metal::clamp01(s.look.flop);
-        s.look.coatColor = metal::clamp01(s.look.coatColor);
+        s.look.base = clampUnit(s.look.base);
+        s.look.flop = clampUnit(s.look.flop);
+        s.look.coatColor = clampUnit(s.look.coatColor);
 
         // Coat, with the orange peel's slope taken from three noise values.
         s.Nc = N;
@@ -347,7 +347,7 @@ private:
             const float k = params.peelAmount / kPeelStep;
             s.Nc = normalizeIfPositive(N - k * ((h1 - h0) * s.frame.T + (h2 - h0) * s.frame.B));
         }
-        s.coatWeight = metal::clamp01(params.coatWeight);
+        s.coatWeight = clampUnit(params.coatWeight);
         s.coatIor = std::fmax(params.coatIor, 1.0f);
         s.smoothCoat = params.coatRoughness < kSmoothCoat;
         const float rc = std::fmin(1.0f, params.coatRoughness);
@@ -359,7 +359,7 @@ private:
         if (s.flake.present) {
             const Vec3f m = toWorld(s.frame, s.flake.normal);
             s.flakeFrame = orthonormalFrame({s.frame.T, s.frame.B, m}, kFrameOrthogonalise);
-            const float rf = metal::clamp01(params.flakeRoughness);
+            const float rf = clampUnit(params.flakeRoughness);
             s.flakeLobe = {std::fmax(kMinAlpha, rf * rf), std::fmax(kMinAlpha, rf * rf)};
         }
         return s;
@@ -380,8 +380,8 @@ private:
     static vexakelo::Vec3f coatTransmission(const vexakelo::PaintSurface& s, vexakelo::Vec3f V,
                                             vexakelo::Vec3f L) {
         using namespace vexakelo;
-        const float mv = metal::clamp01(dot(V, s.Nc));
-        const float ml = metal::clamp01(dot(L, s.Nc));
+        const float mv = clampUnit(dot(V, s.Nc));
+        const float ml = clampUnit(dot(L, s.Nc));
         const float t = (1.0f - coatFresnel(s, mv)) * (1.0f - coatFresnel(s, ml));
         const Vec3f C = s.look.coatColor;
         if (C.x == 1.0f && C.y == 1.0f && C.z == 1.0f) {
@@ -441,7 +441,7 @@ private:
             const float proj = std::fmin(l.z / dot(L, N), v.z / dot(V, N));
             b = (g * proj) * flakeFresnel(s, dot(v, normalize(v + l)));
         } else {
-            const float nh = metal::clamp01(dot(N, normalize(V + L)));
+            const float nh = clampUnit(dot(N, normalize(V + L)));
             const float t = std::pow(nh, s.look.flopFalloff);
             const Vec3f P = s.look.flop + t * (s.look.base - s.look.flop);
             b = kInvPi * P;

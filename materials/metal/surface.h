@@ -9,17 +9,9 @@
 
 namespace vexakelo::metal {
 
-inline float clamp01(float x) {
-    return std::fmin(1.0f, std::fmax(0.0f, x));
-}
-
 inline float smoothstep(float e0, float e1, float x) {
-    const float t = clamp01((x - e0) / (e1 - e0));
+    const float t = clampUnit((x - e0) / (e1 - e0));
     return t * t * (3.0f - 2.0f * t);
-}
-
-inline Vec3f clamp01(Vec3f c) {
-    return {clamp01(c.x), clamp01(c.y), clamp01(c.z)};
 }
 
 // The frame turned to the viewer's side: N flipped by the facing sign s (Nf = -s N), T kept and
