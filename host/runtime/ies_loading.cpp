@@ -211,7 +211,8 @@ LoadedIes checkedLoad(Read&& read, bool forWebLight) {
         throw IesLoadError("the file could not be read");
     }
     if (d->candelas == nullptr || d->verticalAngles == nullptr || d->horizontalAngles == nullptr) {
-        throw IesLoadError("no complete photometric data (luminaire line, angles and candela values)");
+        throw IesLoadError(
+            "no complete photometric data (luminaire line, angles and candela values)");
     }
     if (forWebLight) {
         checkedWebSize(*d);
