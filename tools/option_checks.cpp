@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 
 namespace vexakelo::cli {
 
@@ -14,6 +15,23 @@ std::string bound(unsigned long long value) {
     if (value == UINT64_MAX) return "2^64-1";
     if (value == static_cast<unsigned long long>(INT64_MAX)) return "2^63-1";
     return std::to_string(value);
+}
+
+// The text as the message shows it, quoted, with control characters written out: an argument
+// may hold a line break, and the error must stay on the one line main prints.
+std::string quotedText(const std::string& text) {
+    std::string out = "'";
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < 0x20 || byte == 0x7f) {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\x%02x", byte);
+            out += escaped;
+        } else {
+            out += c;
+        }
+    }
+    return out + "'";
 }
 
 std::string number(double value) {
@@ -42,7 +60,16 @@ CLI::Validator wholeNumber(long long low, unsigned long long high) {
                 ok = error == std::errc() && end == last && value <= high &&
                      (low <= 0 || value >= static_cast<unsigned long long>(low));
             }
-            return ok ? std::string() : "'" + text + "' is not " + range;
+            if (!ok) {
+                return quotedText(text) + " is not " + range;
+            }
+            // CLI11 converts the checked text with base 0, which reads a leading 0 as octal (010
+            // would arrive as 8, 08 as an error), and a check cannot hand it another text.
+            const std::size_t digits = text.find_first_not_of("+-");
+            if (text.size() - digits > 1 && text[digits] == '0') {
+                return quotedText(text) + " is not " + range + " (write it without leading zeros)";
+            }
+            return {};
         },
         range);
 }
@@ -56,7 +83,8 @@ CLI::Validator finiteNumber(double low, double high, const std::string& why) {
             const double value = std::strtod(text.c_str(), &end);
             if (text.empty() || end != text.c_str() + text.size() || !std::isfinite(value) ||
                 value < low || value > high) {
-                return "'" + text + "' is not " + range + (why.empty() ? "" : " (" + why + ")");
+                return quotedText(text) + " is not " + range +
+                       (why.empty() ? "" : " (" + why + ")");
             }
             return {};
         },
@@ -66,11 +94,19 @@ CLI::Validator finiteNumber(double low, double high, const std::string& why) {
 CLI::Validator positiveNumber() {
     return CLI::Validator(
         [](std::string& text) -> std::string {
+            // Read as CLI11 reads it into the option's float (a long double, then narrowed), so
+            // that what passes here is what the option holds: 1e39 would be infinite, 1e-50 zero.
             char* end = nullptr;
-            const double value = std::strtod(text.c_str(), &end);
+            const long double value = std::strtold(text.c_str(), &end);
+            const auto narrowed = static_cast<float>(value);
             if (text.empty() || end != text.c_str() + text.size() || !std::isfinite(value) ||
-                !(value > 0.0)) {
-                return "'" + text + "' is not a finite number above 0";
+                !(value > 0.0L)) {
+                return quotedText(text) + " is not a finite number above 0";
+            }
+            if (!std::isfinite(narrowed) || !(narrowed > 0.0f)) {
+                return quotedText(text) + " is not a finite number above 0 (" +
+                       number(std::numeric_limits<float>::denorm_min()) + " to " +
+                       number(std::numeric_limits<float>::max()) + ")";
             }
             return {};
         },

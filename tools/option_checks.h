@@ -16,7 +16,7 @@ CLI::Validator wholeNumber(long long low, unsigned long long high);
 // ("--haze 1e30: expected a finite number from 0 to 40 (turbidity minus 2)").
 CLI::Validator finiteNumber(double low, double high, const std::string& why = "");
 
-// A finite number above zero.
+// A finite number above zero that a float holds (the options it checks are floats).
 CLI::Validator positiveNumber();
 
 }  // namespace vexakelo::cli

@@ -52,6 +52,19 @@ TEST_F(OptionsCli, ValuesThatMakeNoSenseAreRefusedNamingThem) {
         {"landscape --seed 2147483648" + png,
          "--seed: '2147483648' is not a whole number from -2147483648 to 2147483647"},
         {"landscape --seed 1.5" + png, "'1.5' is not a whole number"},
+        // Found by the cli_numbers fuzz target: CLI11 read a leading 0 as octal (010 became 8),
+        // an exposure past a float's range arrived as infinity or 0, and a line break in a value
+        // broke the one-line message.
+        {"landscape --seed 010" + png,
+         "--seed: '010' is not a whole number from -2147483648 to 2147483647 (write it without "
+         "leading zeros)"},
+        {"render " + kScene + " -o" + png + " --seed 08",
+         "'08' is not a whole number from 0 to 2^64-1 (write it without leading zeros)"},
+        {"sky --sun 1,2 --exposure 1e39" + png,
+         "--exposure: '1e39' is not a finite number above 0 (1.4013e-45 to 3.40282e+38)"},
+        {"sky --sun 1,2 --exposure 1e-50" + png, "'1e-50' is not a finite number above 0 ("},
+        {"landscape --percentage '0\n5'" + png,
+         "--percentage: '0\\x0a5' is not a finite number from 0 to 1"},
         // A seed is a whole number the renderer can hold: no wrap-around, no 300-digit range.
         {"render " + kScene + " -o" + png + " --seed -1",
          "--seed: '-1' is not a whole number from 0 to 2^64-1"},
