@@ -66,6 +66,7 @@ max_len() {
         ies_lines|ies_canonical|ies_sampling) echo 4096 ;;
         scene|obj) echo 16384 ;;
         image) echo 65536 ;;
+        cli_numbers) echo 128 ;;
         *) echo 32768 ;;
     esac
 }

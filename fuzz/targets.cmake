@@ -48,6 +48,11 @@ function(vexakelo_fuzz_targets)
     fuzz_target(obj LIBRARIES fuzz_scene_loader)
     fuzz_target(image LIBRARIES vkimage)
 
+    # The command line's number checks, compiled in from the tools with the CLI11 they run under.
+    find_package(CLI11 CONFIG REQUIRED)
+    fuzz_target(cli_numbers SOURCES ${root}/tools/option_checks.cpp LIBRARIES CLI11::CLI11)
+    target_include_directories(fuzz_cli_numbers PRIVATE ${root}/tools)
+
     get_property(targets GLOBAL PROPERTY VEXAKELO_FUZZ_TARGETS)
     add_custom_target(fuzz_all DEPENDS ${targets})
 endfunction()
