@@ -70,10 +70,26 @@ void writeImage(const std::string& path, const Image& image, ToneMap toneMap, fl
     }
 }
 
-void tooManyPixels(const std::string& name, std::int64_t width, std::int64_t height,
-                   const ImageLimits& limits) {
+namespace {
+
+// The one message for a header declaring more pixels than the limit, for every format.
+[[noreturn]] void tooManyPixels(const std::string& name, std::int64_t width, std::int64_t height,
+                                const ImageLimits& limits) {
     throw ImageError(name + ": declares " + std::to_string(width) + " x " + std::to_string(height) +
                      " pixels, more than the limit of " + std::to_string(limits.pixels));
+}
+
+}  // namespace
+
+void checkImageSize(const std::string& name, std::int64_t width, std::int64_t height,
+                    const ImageLimits& limits) {
+    if (width < 1 || height < 1) {
+        throw ImageError(name + ": the image is empty (" + std::to_string(width) + " x " +
+                         std::to_string(height) + ")");
+    }
+    if (static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height) > limits.pixels) {
+        tooManyPixels(name, width, height, limits);
+    }
 }
 
 namespace {
@@ -332,13 +348,7 @@ Image readImageFromMemory(const std::string& bytes, const std::string& name,
     if (stbi_info_from_memory(data, length, &width, &height, &channels) == 0) {
         throw ImageError(name + ": cannot read image (" + stbi_failure_reason() + ")");
     }
-    if (width < 1 || height < 1) {
-        throw ImageError(name + ": the image is empty (" + std::to_string(width) + " x " +
-                         std::to_string(height) + ")");
-    }
-    if (static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height) > limits.pixels) {
-        tooManyPixels(name, width, height, limits);
-    }
+    checkImageSize(name, width, height, limits);
     unsigned char* decoded = stbi_load_from_memory(data, length, &width, &height, &channels, 4);
     if (decoded == nullptr) {
         throw ImageError(name + ": cannot read image (" + stbi_failure_reason() + ")");

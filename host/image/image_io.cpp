@@ -1,12 +1,14 @@
 #include "image_io.h"
-#include "image_commit.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+
+#include "image_commit.h"
 
 #define STB_IMAGE_IMPLEMENTATION
 // stb decodes PNG only (JPEG goes through libjpeg-turbo); its other formats would only widen
@@ -72,8 +74,16 @@ unsigned char linearToSrgb8(float linear) {
 }
 
 float srgb8ToLinear(unsigned char encoded) {
-    const float c = encoded / 255.0f;
-    return c <= 0.04045f ? c / 12.92f : std::pow((c + 0.055f) / 1.055f, 2.4f);
+    // 256 values, each a pow: made once, since every decoded texel asks for three.
+    static const std::array<float, 256> kTable = [] {
+        std::array<float, 256> table{};
+        for (std::size_t i = 0; i < table.size(); ++i) {
+            const float c = static_cast<float>(i) / 255.0f;
+            table[i] = c <= 0.04045f ? c / 12.92f : std::pow((c + 0.055f) / 1.055f, 2.4f);
+        }
+        return table;
+    }();
+    return kTable[encoded];
 }
 
 std::string readFileBytes(const std::string& path, std::uint64_t maxBytes) {

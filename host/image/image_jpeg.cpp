@@ -4,15 +4,14 @@
 // an owner outside them whose destructor releases it however the decode ended.
 #include "image_jpeg.h"
 
-#include <array>
+#include <jerror.h>
+#include <jpeglib.h>
+
 #include <climits>
 #include <csetjmp>
 #include <cstddef>
 #include <cstdio>
 #include <vector>
-
-#include <jerror.h>
-#include <jpeglib.h>
 
 namespace vkimage {
 
@@ -139,17 +138,6 @@ private:
     JpegState state_;
 };
 
-const std::array<float, 256>& srgbToLinearTable() {
-    static const std::array<float, 256> table = [] {
-        std::array<float, 256> t{};
-        for (int i = 0; i < 256; ++i) {
-            t[static_cast<std::size_t>(i)] = srgb8ToLinear(static_cast<unsigned char>(i));
-        }
-        return t;
-    }();
-    return table;
-}
-
 unsigned char product255(unsigned a, unsigned b) {
     return static_cast<unsigned char>((a * b + 127) / 255);
 }
@@ -172,13 +160,7 @@ Image readJpeg(const std::string& bytes, const std::string& name, const ImageLim
     jpeg_decompress_struct& info = state.info;
     const int width = static_cast<int>(info.image_width);
     const int height = static_cast<int>(info.image_height);
-    if (width < 1 || height < 1) {
-        throw ImageError(name + ": the image is empty (" + std::to_string(width) + " x " +
-                         std::to_string(height) + ")");
-    }
-    if (static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height) > limits.pixels) {
-        tooManyPixels(name, width, height, limits);
-    }
+    checkImageSize(name, width, height, limits);
     // Grey, YCbCr and RGB come out as RGBA from the decoder. CMYK (and YCCK, which the decoder
     // turns into CMYK) is converted here the way a viewer without colour management shows it:
     // each of red, green and blue is what its ink (cyan, magenta, yellow) and black leave of the
@@ -205,18 +187,17 @@ Image readJpeg(const std::string& bytes, const std::string& name, const ImageLim
         throw failed(state.message);
     }
     const bool inverted = info.saw_Adobe_marker != 0;
-    const std::array<float, 256>& linear = srgbToLinearTable();
     Image image(width, height);
     for (std::size_t i = 0; i < image.pixels.size(); ++i) {
         const unsigned char* p = &decoded[4 * i];
         if (cmyk) {
             const unsigned k = inverted ? p[3] : 255u - p[3];
             const auto light = [&](unsigned char ink) {
-                return linear[product255(inverted ? ink : 255u - ink, k)];
+                return srgb8ToLinear(product255(inverted ? ink : 255u - ink, k));
             };
             image.pixels[i] = {light(p[0]), light(p[1]), light(p[2]), 1.0f};
         } else {
-            image.pixels[i] = {linear[p[0]], linear[p[1]], linear[p[2]], 1.0f};
+            image.pixels[i] = {srgb8ToLinear(p[0]), srgb8ToLinear(p[1]), srgb8ToLinear(p[2]), 1.0f};
         }
     }
     return image;

@@ -17,8 +17,9 @@ bool looksLikeJpeg(const std::string& bytes);
 // and anything the decoder calls an error or warns about as corrupt data.
 Image readJpeg(const std::string& bytes, const std::string& name, const ImageLimits& limits);
 
-// The one message for a header declaring more pixels than the limit, for every format.
-[[noreturn]] void tooManyPixels(const std::string& name, std::int64_t width, std::int64_t height,
-                                const ImageLimits& limits);
+// A decoder's header size, checked before decoding: at least one pixel, at most the limit (the
+// same message as for an EXR's data window).
+void checkImageSize(const std::string& name, std::int64_t width, std::int64_t height,
+                    const ImageLimits& limits);
 
 }  // namespace vkimage
